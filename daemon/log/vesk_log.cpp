@@ -1,0 +1,133 @@
+#include "vesk_log.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+std::int32_t m_log_level = VESK_LOG_INFO;
+
+static constexpr std::size_t LINE_SIZE = 400;
+static constexpr std::size_t COMMAND_SIZE = 1000;
+static constexpr std::size_t DIR_SIZE = 400;
+static constexpr int OLDEST_GENERATION = 4;
+
+static void use_line_buffering()
+{
+    static bool done = false;
+    if (!done)
+        std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    done = true;
+}
+
+// The line is its own format. A conversion that would take an argument has none to take: its '%' is doubled.
+static void print_as_format(const char* line)
+{
+    char format[2 * LINE_SIZE];
+    char* out = format;
+    for (const char* in = line; *in != '\0'; ++in) {
+        *out++ = *in;
+        if (*in == '%')
+            *out++ = (in[1] == '%' || in[1] == 'm') ? *++in : '%';
+    }
+    *out = '\0';
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
+    std::printf(format);
+#pragma GCC diagnostic pop
+}
+
+void vesk_log_line(eVESK_LOG_LEVEL level, const char* function, const char* format, ...)
+{
+    const int callers_errno = errno;
+    use_line_buffering();
+
+    const std::time_t now = std::time(nullptr);
+    const std::tm* local = std::localtime(&now);
+    char line[LINE_SIZE];
+    const int prefix =
+        std::snprintf(line, sizeof(line), "%02d/%02d %02d:%02d:%02d %c[%c] %36s | ", local->tm_mon + 1, local->tm_mday,
+                      local->tm_hour, local->tm_min, local->tm_sec, 'd', "?CEID"[level], function);
+    const std::size_t start =
+        static_cast<std::size_t>(prefix) < sizeof(line) ? static_cast<std::size_t>(prefix) : sizeof(line) - 1;
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line + start, sizeof(line) - start, format, arguments);
+    va_end(arguments);
+
+    const std::size_t length = strnlen(line, sizeof(line));
+    if (length > 1 && line[length - 2] == '\n')
+        line[length - 1] = '\0';
+
+    errno = callers_errno;
+    print_as_format(line);
+    errno = callers_errno;
+}
+
+// The shell's result is not looked at: what a command should have done shows when the file is opened.
+__attribute__((format(printf, 1, 2))) static void run(const char* format, ...)
+{
+    char command[COMMAND_SIZE];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(command, sizeof(command), format, arguments);
+    va_end(arguments);
+    [[maybe_unused]] const int status = std::system(command);
+}
+
+static void rotate(const char* dir, const char* name)
+{
+    for (int i = OLDEST_GENERATION; i >= 1; --i)
+        run("mv /%.400s/%s.%d.log /%.400s/%s.%d.log", dir, name, i - 1, dir, name, i);
+}
+
+void log_file_path(char (&path)[VESK_LOG_PATH_SIZE], const char* dir, const char* name)
+{
+    std::snprintf(path, sizeof(path), "/%.400s/%s.0.log", dir, name);
+}
+
+std::int32_t filesize(const char* file)
+{
+    struct stat status;
+    if (stat(file, &status) != 0 || status.st_size == 0)
+        return 0;
+    const auto mib = static_cast<std::int32_t>((status.st_size - 1) / (1024 * 1024) + 1);
+    VESK_LOG_I("Logfile: %s is =< %d MB", file, mib);
+    return mib;
+}
+
+int init_logging(eVESK_LOG_LEVEL level, const char* dir, const char* name, std::int32_t size_mb)
+{
+    if (strnlen(dir, DIR_SIZE) <= 2) {
+        VESK_LOG_E("Error using log directory %.400s", dir);
+        return VESK_LOG_DIR_TOO_SHORT;
+    }
+    run("mkdir -p '/%.400s'", dir);
+    m_log_level = level <= VESK_LOG_DEBUG ? level : VESK_LOG_ERROR;
+
+    char path[VESK_LOG_PATH_SIZE];
+    log_file_path(path, dir, name);
+    if (level != VESK_LOG_OFF) {
+        if (filesize(path) > size_mb) {
+            VESK_LOG_I("Daemon logfile: %s exceeds max size, recreating.", path);
+            rotate(dir, name);
+        }
+        const int fd = open(path, O_WRONLY | O_CREAT | O_APPEND, 0666);
+        if (fd < 0) {
+            VESK_LOG_E("Error opening logfile %s (ret %d)", path, fd);
+            return VESK_LOG_NOT_OPENED;
+        }
+        dup2(fd, STDOUT_FILENO);
+        dup2(fd, STDERR_FILENO);
+        close(fd);
+    }
+    run("chmod -R 777 '/%.400s'", dir);
+    VESK_LOG_I("success: level %d, file %s", level, path);
+    return VESK_LOG_READY;
+}
