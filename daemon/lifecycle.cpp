@@ -1,0 +1,162 @@
+#include "lifecycle.h"
+
+#include "cursor_policy.h"
+#include "haldo_build_id.h"
+#include "haldo_version.h"
+#include "vesk_log.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+static constexpr const char* BRANCH = "HEAD";
+static constexpr const char* LOCK_FILE = "/var/run/haldohostswd.pid";
+static constexpr const char* AGENT_PID_FILE = "/tmp/haldohostsw.pid";
+static constexpr pid_t INIT_PID = 1;
+static constexpr unsigned int PARENT_PATIENCE_S = 2;
+
+void occupy_standard_descriptors()
+{
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (fcntl(fd, F_GETFD) == -1)
+            open("/dev/null", O_RDWR); // gives the lowest free one, which is this one
+    }
+}
+
+void log_version_at_start()
+{
+    LOG_MAIN_I("haldohostswd daemon version %s", HALDO_VERSION);
+    LOG_MAIN_I("haldohostswd daemon build ID %s@%s", BRANCH, HALDO_BUILD_ID);
+}
+
+void log_version_running()
+{
+    LOG_MAIN_I("haldohostswd daemon version %s running", HALDO_VERSION);
+    LOG_MAIN_I("haldohostswd daemon build id %s@%s", BRANCH, HALDO_BUILD_ID);
+}
+
+bool is_started_by_root()
+{
+    if (getuid() == 0)
+        return true;
+    LOG_MAIN_E("The daemon must be run by root, exiting!");
+    return false;
+}
+
+bool is_enabled(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config)
+{
+    if (config.DaemonEnable != 0)
+        return true;
+    LOG_MAIN_I("The haldohostswd daemon is disabled");
+    return false;
+}
+
+bool open_log(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config)
+{
+    const auto level = static_cast<eVESK_LOG_LEVEL>(config.DaemonLogLevel);
+    if (init_logging(level, config.LogDirLocation, LOG_NAME, config.LogFileSize) != VESK_LOG_NOT_OPENED)
+        return true;
+    LOG_MAIN_E("init_logging() failed, exiting!");
+    return false;
+}
+
+void remove_agent_pid_file()
+{
+    std::remove(AGENT_PID_FILE);
+}
+
+bool is_child_of_init()
+{
+    return getppid() == INIT_PID;
+}
+
+void daemon_handler(int signum)
+{
+    VESK_LOG_I("daemon_handler(): signum=%d pid=%d", signum, getpid());
+    if (signum == SIGHUP)
+        return;
+    std::exit(signum == SIGUSR1 ? 0 : 1);
+}
+
+static void take_lock()
+{
+    // Close-on-exec, or an agent that outlives the daemon would hold the lock.
+    const int fd = open(LOCK_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0640);
+    if (fd < 0) {
+        VESK_LOG_AS("daemonize", VESK_LOG_ERROR, "Unable to open lockfile %s, code %d (%s)", LOCK_FILE, errno,
+                    std::strerror(errno));
+        std::exit(1);
+    }
+    if (lockf(fd, F_TLOCK, 0) != 0) {
+        VESK_LOG_AS("daemonize", VESK_LOG_ERROR, "Unable to lock lockfile %s, code %d (%s)", LOCK_FILE, errno,
+                    std::strerror(errno));
+        std::exit(1);
+    }
+    // The descriptor stays open: the lock lives as long as the process.
+    char pid[16];
+    const int length = std::snprintf(pid, sizeof(pid), "%d\n", getpid());
+    [[maybe_unused]] const ssize_t written = write(fd, pid, static_cast<std::size_t>(length));
+}
+
+// Below the stream, as the log does it: freopen would give standard output another buffering.
+static void reopen_on_null(int fd, int flags)
+{
+    const int null = open("/dev/null", flags);
+    dup2(null, fd);
+    close(null);
+}
+
+void daemonize()
+{
+    constexpr int handled[] = {SIGCHLD, SIGUSR1, SIGALRM, SIGTERM, SIGHUP};
+    for (const int signum : handled)
+        std::signal(signum, daemon_handler);
+
+    const pid_t child = fork();
+    if (child < 0) {
+        VESK_LOG_E("Unable to fork daemon, code=%d (%s)", errno, std::strerror(errno));
+        std::exit(1);
+    }
+    if (child > 0) {
+        alarm(PARENT_PATIENCE_S);
+        pause();
+        std::exit(0); // only SIGHUP's handler returns
+    }
+
+    const pid_t parent = getppid();
+    take_lock();
+    std::signal(SIGCHLD, SIG_DFL);
+    std::signal(SIGTSTP, SIG_IGN);
+    std::signal(SIGTTOU, SIG_IGN);
+    std::signal(SIGTTIN, SIG_IGN);
+    std::signal(SIGHUP, SIG_IGN);
+    std::signal(SIGTERM, SIG_DFL);
+    umask(0);
+    if (setsid() < 0) {
+        VESK_LOG_E("Unable to create a new session, code %d (%s)", errno, std::strerror(errno));
+        std::exit(1);
+    }
+    if (chdir("/") != 0) {
+        VESK_LOG_E("Unable to change directory to %s, code %d (%s)", "/", errno, std::strerror(errno));
+        std::exit(1);
+    }
+    reopen_on_null(STDIN_FILENO, O_RDONLY);
+    if (m_log_level == VESK_LOG_OFF) {
+        reopen_on_null(STDOUT_FILENO, O_WRONLY);
+        reopen_on_null(STDERR_FILENO, O_WRONLY);
+    }
+    kill(parent, SIGUSR1);
+    VESK_LOG_I("sent signal %d to parent process", SIGUSR1);
+}
+
+void shut_down(cVESK_HALDO_LINK* link)
+{
+    update_driver_cfg(link, LCUR_EVT_ALG_ABSOLUTE);
+    link->stop();
+    LOG_MAIN_I("Terminated");
+}

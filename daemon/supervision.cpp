@@ -1,0 +1,136 @@
+#include "supervision.h"
+
+#include "lifecycle.h"
+#include "vesk_log.h"
+
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+static constexpr std::size_t COMMAND_SIZE = 400;
+static constexpr std::size_t AGENT_COMMAND_SIZE = 3000; // every part of it at its full length
+static constexpr int PAUSE_S = 1;
+static constexpr int NO_LOGIN_STATE = INT_MIN; // equals no result of is_user_logged_in_locally
+
+// What one pass is to do about the login that it found.
+struct pass_plan {
+    bool as_user;        // run the agent through su
+    int launcher_wait_s; // observed by the launcher
+    int xauthority_delay_s;
+};
+
+static bool is_log_current(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& previous,
+                           const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config)
+{
+    if (previous.DaemonLogLevel != config.DaemonLogLevel ||
+        std::strncmp(previous.LogDirLocation, config.LogDirLocation, sizeof(config.LogDirLocation)) != 0)
+        return false;
+    char path[VESK_LOG_PATH_SIZE];
+    log_file_path(path, config.LogDirLocation, LOG_NAME);
+    return filesize(path) <= config.LogFileSize;
+}
+
+// Reads the configuration; applies it when it has changed, and on the first pass. False when the daemon is to leave.
+static bool refresh_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* config, bool* first_pass)
+{
+    const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT previous = *config;
+    get_config(config);
+    if (std::memcmp(&previous, config, sizeof(previous)) == 0 && !*first_pass)
+        return true;
+    if (!is_enabled(*config))
+        return false;
+    if (!is_log_current(previous, *config) && !open_log(*config))
+        return false;
+    dump_config(config);
+    *first_pass = false;
+    return true;
+}
+
+// login: the result of is_user_logged_in_locally, of which -1 counts as a user. remembered: the last one that differed
+// from the one before it.
+static pass_plan plan_pass(int login, int* remembered, const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config)
+{
+    const bool as_user = login != 0;
+    const bool same = login == *remembered;
+    *remembered = login;
+    return {
+        .as_user = as_user,
+        .launcher_wait_s = !same && as_user ? config.HostSWLoginStartDelay : config.HostSWRestartDelay,
+        .xauthority_delay_s = same && as_user ? 0 : config.DaemonXAuthDelay,
+    };
+}
+
+// The first character of a user name that su's command line cannot carry, or '\0'. A leading '-' would be an option.
+static char unsafe_character(const char* user)
+{
+    if (user[0] == '-')
+        return '-';
+    for (const char* c = user; *c != '\0'; ++c) {
+        if (static_cast<unsigned char>(*c) <= ' ' || *c == 0x7F || std::strchr("|&;<>()$`\\\"'*?[]{}#~=%!^", *c))
+            return *c;
+    }
+    return '\0';
+}
+
+// Builds the command of a pass. False when there is none to run; the reason is logged.
+static bool build_command(char (&command)[COMMAND_SIZE], const pass_plan& plan, const sVESK_DAEMON_STATE_STRUCT& state)
+{
+    const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config = state.config;
+    char agent[AGENT_COMMAND_SIZE];
+    std::snprintf(agent, sizeof(agent),
+                  "%.400s/haldo_starthostsw -e %.400s/haldo_agent -x %.*s -o '-ll%1d %.100s -ld %.400s -ls %d' -w %d",
+                  config.HostSWPath, config.HostSWPath, static_cast<int>(std::strcspn(state.xauthority, "\n")),
+                  state.xauthority, config.HostSWLogLevel, config.HostSWOptions, config.LogDirLocation,
+                  config.LogFileSize, plan.launcher_wait_s);
+    int length;
+    if (plan.as_user) {
+        LOG_MAIN_D("user %s is logged in", state.user);
+        if (std::strcmp(state.user, "root") == 0 && config.DaemonRootHaldoAgent == 0) {
+            LOG_MAIN_I("The haldo agent cannot run under root permissions");
+            return false;
+        }
+        if (const char c = unsafe_character(state.user)) {
+            LOG_MAIN_E("user name with character 0x%02X, the haldo agent is not run", static_cast<unsigned char>(c));
+            return false;
+        }
+        length = std::snprintf(command, sizeof(command), "su %s -c \"%s\"", state.user, agent);
+    } else {
+        length = std::snprintf(command, sizeof(command), "%s", agent);
+    }
+    if (static_cast<std::size_t>(length) >= sizeof(command)) {
+        LOG_MAIN_E("command of %d characters is longer than %d, the haldo agent is not run", length,
+                   static_cast<int>(sizeof(command)) - 1);
+        return false;
+    }
+    return true;
+}
+
+// Whether SIGINT or SIGQUIT ended the agent. SIGCHLD has its default for as long: otherwise its end could not be seen,
+// and the agent would inherit an ignored signal.
+static bool is_agent_interrupted(char* command)
+{
+    std::signal(SIGCHLD, SIG_DFL);
+    const bool interrupted = run_cmd(command) != 0;
+    std::signal(SIGCHLD, SIG_IGN);
+    return interrupted;
+}
+
+eVESK_LOOP_END supervise_agent(sVESK_DAEMON_STATE_STRUCT* state)
+{
+    bool first_pass = true;
+    int remembered_login = NO_LOGIN_STATE;
+    for (;;) {
+        if (!refresh_config(&state->config, &first_pass))
+            return LOOP_CANNOT_GO_ON;
+        const int login = is_user_logged_in_locally(state->user);
+        const pass_plan plan = plan_pass(login, &remembered_login, state->config);
+        get_xauthority(plan.xauthority_delay_s, state->xauthority, &state->config);
+        char command[COMMAND_SIZE];
+        if (build_command(command, plan, *state) && is_agent_interrupted(command))
+            return LOOP_AGENT_INTERRUPTED;
+        if (!open_log(state->config))
+            return LOOP_CANNOT_GO_ON;
+        sleep_seconds(PAUSE_S);
+    }
+}
