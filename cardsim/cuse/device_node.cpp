@@ -1,0 +1,110 @@
+#include "device_node.h"
+
+#include <fuse3/cuse_lowlevel.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace
+{
+
+device_node& node_of(fuse_req_t request)
+{
+    return *static_cast<device_node*>(fuse_req_userdata(request));
+}
+
+// The callbacks let no exception into the library: without memory the process ends, and the kernel fails what is
+// unanswered.
+
+void on_ready(void* userdata) noexcept
+{
+    std::printf("haldo-cardsim: %s is ready\n", static_cast<device_node*>(userdata)->path);
+    std::fflush(stdout);
+}
+
+void on_open(fuse_req_t request, fuse_file_info* file) noexcept
+{
+    node_of(request).card.open(node_of(request).node);
+    fuse_reply_open(request, file);
+}
+
+void on_release(fuse_req_t request, fuse_file_info*) noexcept
+{
+    node_of(request).card.release(node_of(request).node);
+    fuse_reply_err(request, 0);
+}
+
+// The kernel asks without the record at first, and again with as much of it as the answer told it to fetch.
+void on_ioctl(fuse_req_t request, int command, void* argument, fuse_file_info*, unsigned, const void* data,
+              std::size_t size, std::size_t) noexcept
+{
+    const auto code = static_cast<std::uint32_t>(command);
+    const auto* const bytes = static_cast<const std::uint8_t*>(data);
+    std::vector<std::uint8_t> record(bytes, bytes + size);
+
+    const std::size_t length = cardsim::record_length(code, record);
+    if (size < length) {
+        const iovec whole{argument, length};
+        fuse_reply_ioctl_retry(request, &whole, 1, &whole, 1);
+        return;
+    }
+    const int result = node_of(request).card.request(node_of(request).node, code, record);
+    if (result < 0)
+        fuse_reply_err(request, -result);
+    else
+        fuse_reply_ioctl(request, result, record.data(), record.size());
+}
+
+fuse_session* new_session(device_node& owner)
+{
+    cuse_lowlevel_ops operations{};
+    operations.init_done = on_ready;
+    operations.open = on_open;
+    operations.release = on_release;
+    operations.ioctl = on_ioctl;
+
+    const std::string name = std::string("DEVNAME=") + (owner.path + std::strlen("/dev/"));
+    const char* information[] = {name.c_str()};
+    cuse_info info{};
+    info.dev_info_argc = 1;
+    info.dev_info_argv = information;
+    info.flags = CUSE_UNRESTRICTED_IOCTL;
+
+    char program[] = "haldo-cardsim";
+    char* arguments[] = {program, nullptr};
+    fuse_args args = FUSE_ARGS_INIT(1, arguments);
+    return cuse_lowlevel_new(&args, &info, &operations, &owner);
+}
+
+} // namespace
+
+device_node::device_node(cardsim::card& served, eVESK_NODE which, const char* where)
+    : card(served), node(which), path(where), m_session(new_session(*this), fuse_session_destroy)
+{
+    // Without O_NONBLOCK a client that dies between poll and read would block both nodes.
+    const int channel = open("/dev/cuse", O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    if (channel < 0)
+        throw std::system_error(errno, std::generic_category(), "/dev/cuse cannot be opened");
+    // The library takes a descriptor that is already open by this name.
+    if (!m_session || fuse_session_mount(m_session.get(), ("/dev/fd/" + std::to_string(channel)).c_str()) != 0)
+        throw std::system_error(EIO, std::generic_category(), "/dev/cuse cannot be used");
+}
+
+device_node::~device_node()
+{
+    std::free(m_buffer.mem);
+}
+
+bool device_node::serve()
+{
+    const int size = fuse_session_receive_buf(m_session.get(), &m_buffer);
+    if (size > 0)
+        fuse_session_process_buf(m_session.get(), &m_buffer);
+    return fuse_session_exited(m_session.get()) == 0;
+}
