@@ -1,0 +1,479 @@
+#include "config.h"
+#include "haldo_build_id.h"
+#include "haldo_version.h"
+#include "lifecycle.h"
+#include "support/host.h"
+#include "vesk_haldo_link.h"
+#include "vesk_log.h"
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using lines = std::vector<std::string>;
+
+namespace
+{
+
+struct announced {
+    std::string call;
+    long result = 0;
+    int error = 0;
+};
+
+void expect_all(host& h, const std::vector<announced>& calls)
+{
+    for (const announced& c : calls)
+        h.expect(c.call, c.result, c.error);
+}
+
+const std::vector<announced> handlers_installed = {
+    {"signal SIGCHLD daemon_handler"}, {"signal SIGUSR1 daemon_handler"}, {"signal SIGALRM daemon_handler"},
+    {"signal SIGTERM daemon_handler"}, {"signal SIGHUP daemon_handler"},
+};
+
+const std::string open_lock = "open /var/run/haldohostswd.pid O_RDWR|O_CREAT|O_CLOEXEC 0640";
+
+// What the child does after the fork, with a log.
+const std::vector<announced> child_calls = {
+    {open_lock, 9},
+    {"lockf 9 F_TLOCK 0"},
+    {"write 9 \"4321\\n\"", 5},
+    {"signal SIGCHLD SIG_DFL"},
+    {"signal SIGTSTP SIG_IGN"},
+    {"signal SIGTTOU SIG_IGN"},
+    {"signal SIGTTIN SIG_IGN"},
+    {"signal SIGHUP SIG_IGN"},
+    {"signal SIGTERM SIG_DFL"},
+    {"umask 0000", 022},
+    {"setsid", 4321},
+    {"chdir /"},
+    {"open /dev/null O_RDONLY", 10},
+    {"dup2 10 0"},
+    {"close 10"},
+    {"kill 1234 SIGUSR1"},
+};
+
+// Announces the child's calls with another outcome of one of them; those after it only where it goes on.
+void expect_child_with(host& h, const announced& other, bool goes_on)
+{
+    expect_all(h, handlers_installed);
+    h.expect("fork", 0);
+    for (const announced& c : child_calls) {
+        const bool is_other = c.call == other.call;
+        expect_all(h, {is_other ? other : c});
+        if (is_other && !goes_on)
+            return;
+    }
+}
+
+sVESK_HOSTSW_DAEMON_CONFIG_STRUCT config_with(std::int32_t level, const char* dir, std::int32_t size_mib)
+{
+    sVESK_HOSTSW_DAEMON_CONFIG_STRUCT config{};
+    config.DaemonLogLevel = level;
+    std::strncpy(config.LogDirLocation, dir, sizeof(config.LogDirLocation));
+    config.LogFileSize = size_mib;
+    return config;
+}
+
+constexpr int HCC = 5;
+constexpr int HDC = 6;
+
+void expect_construction(host& h)
+{
+    h.expect("open /dev/haldo_host0 O_RDWR", HCC);
+    h.expect("open /dev/haldo_host1 O_RDWR", HDC);
+    h.expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32));
+}
+
+void expect_destruction(host& h)
+{
+    h.expect("close 6");
+    h.expect("close 5");
+}
+
+} // namespace
+
+TEST(occupy_standard_descriptors, opens_the_null_device_in_place_of_those_that_are_closed)
+{
+    struct stat null;
+    ASSERT_EQ(stat("/dev/null", &null), 0);
+    for (int closed = 0; closed < 8; ++closed) {
+        SCOPED_TRACE(closed);
+        int pipe_ends[2];
+        ASSERT_EQ(pipe(pipe_ends), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            for (int fd = 0; fd <= 2; ++fd) {
+                dup2(pipe_ends[1], fd);
+                if ((closed >> fd & 1) != 0)
+                    close(fd);
+            }
+            const int free_before = fcntl(pipe_ends[0], F_DUPFD, 3);
+            close(free_before);
+            occupy_standard_descriptors();
+            int wrong = fcntl(pipe_ends[0], F_DUPFD, 0) != free_before;
+            for (int fd = 0; fd <= 2; ++fd) {
+                struct stat status;
+                const bool is_null = fstat(fd, &status) == 0 && status.st_rdev == null.st_rdev;
+                const bool was_closed = (closed >> fd & 1) != 0;
+                wrong += is_null != was_closed;
+                wrong += fcntl(fd, F_GETFD) != 0; // the agent inherits them
+                wrong += was_closed && (fcntl(fd, F_GETFL) & O_ACCMODE) != O_RDWR;
+            }
+            _exit(wrong);
+        }
+        close(pipe_ends[0]);
+        close(pipe_ends[1]);
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+}
+
+TEST(log_version_at_start, spells_build_id_in_capitals)
+{
+    host h;
+    log_version_at_start();
+    EXPECT_EQ(h.log(), (lines{
+                           "main I haldohostswd daemon version " HALDO_VERSION,
+                           "main I haldohostswd daemon build ID HEAD@" HALDO_BUILD_ID,
+                       }));
+}
+
+TEST(log_version_running, spells_build_id_in_small_letters)
+{
+    host h;
+    log_version_running();
+    EXPECT_EQ(h.log(), (lines{
+                           "main I haldohostswd daemon version " HALDO_VERSION " running",
+                           "main I haldohostswd daemon build id HEAD@" HALDO_BUILD_ID,
+                       }));
+}
+
+TEST(log_version, is_silent_at_the_error_level)
+{
+    host h(VESK_LOG_ERROR);
+    log_version_at_start();
+    log_version_running();
+    EXPECT_EQ(h.log(), lines{});
+}
+
+TEST(is_started_by_root, refuses_every_other_user)
+{
+    host h(VESK_LOG_ERROR);
+    EXPECT_TRUE(is_started_by_root());
+    EXPECT_EQ(h.log(), lines{});
+    for (const unsigned int uid : {1u, 1000u, UINT_MAX}) {
+        h.uid = uid;
+        EXPECT_FALSE(is_started_by_root());
+        EXPECT_EQ(h.log(), (lines{"main E The daemon must be run by root, exiting!"}));
+    }
+    m_log_level = VESK_LOG_CRITICAL;
+    EXPECT_FALSE(is_started_by_root());
+    EXPECT_EQ(h.log(), lines{});
+}
+
+TEST(is_enabled, is_false_for_zero_alone)
+{
+    host h;
+    sVESK_HOSTSW_DAEMON_CONFIG_STRUCT config{};
+    for (const std::int32_t enable : {1, 2, -1}) {
+        config.DaemonEnable = enable;
+        EXPECT_TRUE(is_enabled(config));
+        EXPECT_EQ(h.log(), lines{});
+    }
+    config.DaemonEnable = 0;
+    EXPECT_FALSE(is_enabled(config));
+    EXPECT_EQ(h.log(), (lines{"main I The haldohostswd daemon is disabled"}));
+    m_log_level = VESK_LOG_ERROR;
+    EXPECT_FALSE(is_enabled(config));
+    EXPECT_EQ(h.log(), lines{});
+}
+
+TEST(open_log, opens_the_log_as_configured)
+{
+    host h;
+    h.expect("system mkdir -p '//srv/log'");
+    h.expect_stat("//srv/log/haldohostsw.0.log", 4 * 1024 * 1024 + 1);
+    h.expect("system mv //srv/log/haldohostsw.3.log //srv/log/haldohostsw.4.log");
+    h.expect("system mv //srv/log/haldohostsw.2.log //srv/log/haldohostsw.3.log");
+    h.expect("system mv //srv/log/haldohostsw.1.log //srv/log/haldohostsw.2.log");
+    h.expect("system mv //srv/log/haldohostsw.0.log //srv/log/haldohostsw.1.log");
+    h.expect("open //srv/log/haldohostsw.0.log O_WRONLY|O_CREAT|O_APPEND 0666", 7);
+    h.expect("dup2 7 1", 1);
+    h.expect("dup2 7 2", 2);
+    h.expect("close 7");
+    h.expect("system chmod -R 777 '//srv/log'");
+    EXPECT_TRUE(open_log(config_with(VESK_LOG_ERROR, "/srv/log", 4)));
+    EXPECT_EQ(m_log_level, VESK_LOG_ERROR);
+    EXPECT_EQ(h.log(), lines{});
+}
+
+TEST(open_log, says_that_the_daemon_cannot_go_on_without_a_log_file)
+{
+    host h;
+    h.expect("system mkdir -p '//srv/log'");
+    h.expect("stat //srv/log/haldohostsw.0.log", -1, ENOENT);
+    h.expect("open //srv/log/haldohostsw.0.log O_WRONLY|O_CREAT|O_APPEND 0666", -1, EROFS);
+    EXPECT_FALSE(open_log(config_with(VESK_LOG_INFO, "/srv/log", 2)));
+    EXPECT_EQ(h.log(), (lines{
+                           "init_logging E Error opening logfile //srv/log/haldohostsw.0.log (ret -1)",
+                           "main E init_logging() failed, exiting!",
+                       }));
+}
+
+TEST(open_log, tolerates_a_directory_name_that_is_too_short)
+{
+    host h;
+    EXPECT_TRUE(open_log(config_with(VESK_LOG_OFF, "ab", 2)));
+    EXPECT_EQ(m_log_level, VESK_LOG_INFO);
+    EXPECT_EQ(h.log(), (lines{"init_logging E Error using log directory ab"}));
+}
+
+TEST(remove_agent_pid_file, does_not_mind_when_there_is_none)
+{
+    host h(VESK_LOG_DEBUG);
+    h.expect("remove /tmp/haldohostsw.pid");
+    remove_agent_pid_file();
+    h.expect("remove /tmp/haldohostsw.pid", -1, ENOENT);
+    remove_agent_pid_file();
+    EXPECT_EQ(h.log(), lines{});
+}
+
+TEST(is_child_of_init, asks_whether_the_parent_is_process_one)
+{
+    host h;
+    for (const auto& [parent, answer] : {std::pair(1, true), {0, false}, {2, false}, {1234, false}}) {
+        h.ppid = parent;
+        EXPECT_EQ(is_child_of_init(), answer);
+    }
+}
+
+TEST(daemon_handler, decides_by_the_signal_whether_and_how_the_process_ends)
+{
+    const std::pair<int, std::optional<int>> cases[] = {
+        {SIGHUP, {}}, {SIGUSR1, 0}, {SIGALRM, 1}, {SIGTERM, 1}, {SIGCHLD, 1}, {SIGINT, 1}, {SIGUSR2, 1}, {64, 1},
+    };
+    for (const auto& [signum, status] : cases) {
+        SCOPED_TRACE(signum);
+        host h;
+        h.pid = 77;
+        EXPECT_EQ(h.exit_status_of([signum = signum] { daemon_handler(signum); }), status);
+        EXPECT_EQ(h.log(), (lines{"daemon_handler I daemon_handler(): signum=" + std::to_string(signum) + " pid=77"}));
+        m_log_level = VESK_LOG_ERROR;
+        EXPECT_EQ(h.exit_status_of([signum = signum] { daemon_handler(signum); }), status);
+        EXPECT_EQ(h.log(), lines{});
+    }
+}
+
+TEST(daemonize, lets_the_parent_wait_for_a_signal_that_decides_its_status)
+{
+    const std::pair<int, int> cases[] = {{SIGUSR1, 0}, {SIGHUP, 0}, {SIGALRM, 1}, {SIGCHLD, 1}, {SIGTERM, 1}};
+    for (const auto& [signum, status] : cases) {
+        SCOPED_TRACE(signum);
+        host h;
+        expect_all(h, handlers_installed);
+        h.expect("fork", 555);
+        h.expect("alarm 2");
+        h.expect_interrupted("pause", signum);
+        EXPECT_EQ(h.exit_status_of(daemonize), status);
+        EXPECT_EQ(h.log(),
+                  (lines{"daemon_handler I daemon_handler(): signum=" + std::to_string(signum) + " pid=4321"}));
+    }
+}
+
+TEST(daemonize, detaches_the_child)
+{
+    for (const std::int32_t level : {VESK_LOG_ERROR, VESK_LOG_INFO, VESK_LOG_DEBUG}) {
+        host h(level);
+        expect_all(h, handlers_installed);
+        h.expect("fork", 0);
+        expect_all(h, child_calls);
+        EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
+        EXPECT_EQ(h.log(), level == VESK_LOG_ERROR ? lines{} : (lines{"daemonize I sent signal 10 to parent process"}));
+    }
+}
+
+TEST(daemonize, closes_the_outputs_without_a_log)
+{
+    for (const auto& [level, closes] :
+         {std::pair<std::int32_t, bool>(0, true), {1, false}, {-1, false}, {INT_MIN, false}}) {
+        SCOPED_TRACE(level);
+        host h(level);
+        expect_all(h, handlers_installed);
+        h.expect("fork", 0);
+        expect_all(h, {child_calls.begin(), child_calls.end() - 1});
+        if (closes)
+            for (const char* output : {"1", "2"})
+                expect_all(h, {{"open /dev/null O_WRONLY", 10}, {std::string("dup2 10 ") + output}, {"close 10"}});
+        expect_all(h, {child_calls.back()});
+        EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
+        EXPECT_EQ(h.log(), lines{});
+    }
+}
+
+TEST(daemonize, writes_the_childs_process_id_and_signals_the_parents)
+{
+    for (const int pid : {1, 99999, 4194304, INT_MAX}) {
+        host h;
+        h.pid = pid;
+        h.ppid = pid - 1;
+        expect_all(h, handlers_installed);
+        h.expect("fork", 0);
+        for (announced c : child_calls) {
+            if (c.call.starts_with("write"))
+                c = {"write 9 \"" + std::to_string(pid) + "\\n\""};
+            if (c.call.starts_with("kill"))
+                c = {"kill " + std::to_string(pid - 1) + " SIGUSR1"};
+            expect_all(h, {c});
+        }
+        EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
+    }
+}
+
+TEST(daemonize, ends_the_process_when_it_cannot_fork)
+{
+    for (const std::int32_t level : {VESK_LOG_CRITICAL, VESK_LOG_ERROR}) {
+        host h(level);
+        expect_all(h, handlers_installed);
+        h.expect("fork", -1, EAGAIN);
+        EXPECT_EQ(h.exit_status_of(daemonize), 1);
+        EXPECT_EQ(h.log(), level == VESK_LOG_CRITICAL
+                               ? lines{}
+                               : (lines{"daemonize E Unable to fork daemon, code=11 (Resource temporarily "
+                                        "unavailable)"}));
+    }
+}
+
+TEST(daemonize, ends_the_child_at_the_first_step_that_fails)
+{
+    const std::pair<announced, const char*> cases[] = {
+        {{open_lock, -1, EACCES}, "Unable to open lockfile /var/run/haldohostswd.pid, code 13 (Permission denied)"},
+        {{"lockf 9 F_TLOCK 0", -1, EAGAIN},
+         "Unable to lock lockfile /var/run/haldohostswd.pid, code 11 (Resource temporarily unavailable)"},
+        {{"setsid", -1, EPERM}, "Unable to create a new session, code 1 (Operation not permitted)"},
+        {{"chdir /", -1, ENOENT}, "Unable to change directory to /, code 2 (No such file or directory)"},
+    };
+    for (const auto& [failing, text] : cases) {
+        for (const std::int32_t level : {VESK_LOG_CRITICAL, VESK_LOG_ERROR, VESK_LOG_INFO}) {
+            SCOPED_TRACE(failing.call);
+            host h(level);
+            expect_child_with(h, failing, false);
+            EXPECT_EQ(h.exit_status_of(daemonize), 1);
+            EXPECT_EQ(h.log(), level == VESK_LOG_CRITICAL ? lines{} : (lines{std::string("daemonize E ") + text}));
+        }
+    }
+}
+
+TEST(daemonize, accepts_standard_input_as_the_lock_files_descriptor)
+{
+    host h;
+    expect_all(h, handlers_installed);
+    h.expect("fork", 0);
+    h.expect(open_lock, 0);
+    h.expect("lockf 0 F_TLOCK 0", -1, EACCES);
+    EXPECT_EQ(h.exit_status_of(daemonize), 1);
+}
+
+TEST(daemonize, goes_on_where_a_failure_does_not_matter)
+{
+    for (const announced& failing :
+         {announced{"write 9 \"4321\\n\"", -1, ENOSPC}, {"dup2 10 0", -1, EBUSY}, {"kill 1234 SIGUSR1", -1, ESRCH}}) {
+        SCOPED_TRACE(failing.call);
+        host h;
+        expect_child_with(h, failing, true);
+        EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
+        EXPECT_EQ(h.log(), (lines{"daemonize I sent signal 10 to parent process"}));
+    }
+}
+
+TEST(daemonize, keeps_the_handler_for_the_two_signals_that_it_does_not_set_again)
+{
+    for (const auto& [signum, status] : {std::pair(SIGUSR1, 0), {SIGALRM, 1}}) {
+        host h;
+        expect_child_with(h, {"none"}, true);
+        EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
+        EXPECT_EQ(h.exit_status_of([&h, signum = signum] { h.raise(signum); }), status);
+    }
+}
+
+TEST(daemonize, signals_the_parent_that_it_had_at_the_start)
+{
+    host h;
+    expect_all(h, handlers_installed);
+    h.expect("fork", 0);
+    for (const announced& c : child_calls) {
+        if (c.call.starts_with("write"))
+            h.expect_meanwhile(c.call, [&h] { h.ppid = 1; });
+        else
+            expect_all(h, {c});
+    }
+    EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
+}
+
+TEST(daemonize, says_that_it_signalled_the_parent_afterwards)
+{
+    host h;
+    lines before{"not called"};
+    expect_all(h, handlers_installed);
+    h.expect("fork", 0);
+    expect_all(h, {child_calls.begin(), child_calls.end() - 1});
+    h.expect_meanwhile(child_calls.back().call, [&] { before = h.log(); });
+    EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
+    EXPECT_EQ(before, lines{});
+    EXPECT_EQ(h.log(), (lines{"daemonize I sent signal 10 to parent process"}));
+}
+
+TEST(shut_down, sets_absolute_reports_and_stops_the_link)
+{
+    host h;
+    expect_construction(h);
+    h.expect_ioctl(HDC, 0x7911, {0, 0, 0, 0, 0, 0, 0, 0});
+    h.expect_ioctl(HCC, 0x7821, {1, 0, 0, 0, 0, 0, 0, 0});
+    h.expect_ioctl(HDC, 0x7901, {});
+    expect_destruction(h);
+    {
+        cVESK_HALDO_LINK link;
+        link.start();
+        shut_down(&link);
+        EXPECT_EQ(h.log(), (lines{"main I Terminated"}));
+    }
+}
+
+TEST(shut_down, stops_the_link_when_the_driver_refuses)
+{
+    host h;
+    expect_construction(h);
+    h.expect_ioctl(HDC, 0x7911, zero_filled(8), {}, -1);
+    h.expect_ioctl(HCC, 0x7821, zero_filled(8, {1}), {}, -1);
+    h.expect_ioctl(HDC, 0x7901, {}, {}, -1);
+    expect_destruction(h);
+    {
+        cVESK_HALDO_LINK link;
+        link.start();
+        shut_down(&link);
+        const lines log = h.log();
+        EXPECT_EQ(log.back(), "main I Terminated");
+        EXPECT_EQ(log[2], "update_driver_cfg E failed to configure cursor mode 0 in driver");
+    }
+}
+
+TEST(shut_down, closes_no_path_of_a_link_that_was_not_started)
+{
+    host h(VESK_LOG_ERROR);
+    expect_construction(h);
+    h.expect_ioctl(HDC, 0x7911, zero_filled(8));
+    expect_destruction(h);
+    {
+        cVESK_HALDO_LINK link;
+        shut_down(&link);
+        EXPECT_EQ(h.log(), lines{});
+    }
+}
