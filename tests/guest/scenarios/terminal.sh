@@ -1,0 +1,7 @@
+# On a terminal the version lines appear there, once.
+configure
+start_card
+start_daemon_on_terminal
+expect_status 0
+wait_event 'agent *'
+expect_equal 1 "$(grep -c 'daemon version' "$output")"

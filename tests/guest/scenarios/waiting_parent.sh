@@ -1,0 +1,23 @@
+# While the child gets ready the parent's fate is in the hands of signals.
+
+# signalled SIGNAL STATUS: the parent, waiting for a child that is held, ends with this status on the signal.
+signalled() {
+    local parent
+    rm -f "$log"
+    start_daemon_aside --hold setsid="$step"
+    wait_event 'hold setsid'
+    parent=$(cut -d ' ' -f 4 "/proc/$(daemon_pid)/stat")
+    wait_until is_waiting "$parent"
+    kill "-$1" "$parent"
+    wait_starter
+    expect_status "$2"
+    expect_log daemon_handler I "daemon_handler(): signum=$(kill -l "$1") pid=$parent"
+    kill -KILL "$(daemon_pid)"
+    expect_gone "$(cat /run/haldohostswd.pid)"
+}
+is_waiting() { grep -q '^State:.*S' "/proc/$1/status"; }
+
+configure
+signalled HUP 0
+signalled TERM 1
+signalled ALRM 1
