@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# test_installation.sh BUILD WORK: installs BUILD into an empty folder below WORK and looks at it as its users do: the
+# administrator who starts the daemon, and the author of a program that uses the link.
+set -eu
+build=$1
+root=$2/installed
+daemon=$root/usr/sbin/haldohostswd
+
+fail() {
+    echo "FAILED: $*"
+    exit 1
+}
+
+rm -rf "$root"
+DESTDIR=$root cmake --install "$build" --prefix /usr
+
+echo "-- the daemon needs the C library only, and is hardened"
+needed=$(readelf -d "$daemon" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+[ "$needed" = libc.so.6 ] || fail "needs: $needed"
+readelf -h "$daemon" | grep -q 'Type: *DYN' || fail "not position independent"
+readelf -lW "$daemon" | grep -q GNU_RELRO || fail "no RELRO"
+readelf -d "$daemon" | grep -q BIND_NOW || fail "RELRO is not full"
+readelf -lW "$daemon" | grep -q 'GNU_STACK.* RW ' || fail "executable stack"
+readelf -sW --dyn-syms "$daemon" | grep -q __stack_chk_fail || fail "no stack protector"
+readelf -sW --dyn-syms "$daemon" | grep -q '__.*_chk@' || fail "no fortified calls"
+
+echo "-- a program builds against the installed link"
+consumer=$2/consumer
+rm -rf "$consumer"
+mkdir -p "$consumer"
+cat >"$consumer/CMakeLists.txt" <<'END'
+cmake_minimum_required(VERSION 3.25)
+project(consumer LANGUAGES CXX)
+set(CMAKE_CXX_STANDARD 20)
+find_package(haldohostswd REQUIRED CONFIG)
+add_executable(consumer main.cpp)
+target_link_libraries(consumer haldo::haldo_link)
+END
+cat >"$consumer/main.cpp" <<'END'
+#include <vesk_haldo_link.h>
+#include <vesk_log.h>
+
+int main()
+{
+    m_log_level = VESK_LOG_OFF;
+    cVESK_HALDO_LINK link;
+    return link.sess_link_get_avail() == VESK_NOT_SUPPORTED ? 0 : 1;
+}
+END
+cmake -S "$consumer" -B "$consumer/build" -G Ninja -DCMAKE_PREFIX_PATH="$PWD/${root#"$PWD/"}/usr"
+cmake --build "$consumer/build"
+"$consumer/build/consumer" || fail "the consumer found a card where there is none"
