@@ -36,10 +36,15 @@ static void print_as_format(const char* line)
             *out++ = (in[1] == '%' || in[1] == 'm') ? *++in : '%';
     }
     *out = '\0';
+    // Without its newline a cut line would stay in the buffer: it goes past it, which is empty between lines.
+    const bool is_cut = out == format || out[-1] != '\n';
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
-    std::printf(format);
+    if (is_cut)
+        dprintf(STDOUT_FILENO, format);
+    else
+        std::printf(format);
 #pragma GCC diagnostic pop
 }
 

@@ -6,7 +6,7 @@
 // long; one that is longer is cut there and loses its newline.
 //
 // Standard output is line-buffered from the first line on: a line reaches its file when it is written, and nothing is
-// left over that a fork could print again. (A line that was cut reaches it with the next one.)
+// left over that a fork could print again. A program with an output of its own logs its first line before it prints.
 #pragma once
 
 #include <cstdint>
@@ -56,7 +56,8 @@ void vesk_log_line(eVESK_LOG_LEVEL level, const char* function, const char* form
 
 // Sets m_log_level and points standard output and standard error at "/<dir>/<name>.0.log", which is appended to.
 //
-// level: 0 to 4; anything above 4 means VESK_LOG_ERROR. At level 0 no file is opened. dir: at most 400 characters, of
+// level: 0 to 4; anything above 4 means VESK_LOG_ERROR, and a negative level silences everything. At level 0, and only
+// there, no file is opened. dir: at most 400 characters, of
 // which at least 3, with or without a leading slash and a terminator; it is created, and everything in it is given
 // mode 777. A file larger than size_mb MiB is first moved to ".1", ".1" to ".2" and so on up to ".4".
 //

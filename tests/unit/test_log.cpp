@@ -137,8 +137,10 @@ TEST(log_output, shows_the_time_of_the_clock)
 
 TEST(log_output, is_not_printed_twice_by_a_process_that_forks)
 {
-    const lines writes = writes_of([] {
+    const std::string cut(400, 'x');
+    const lines writes = writes_of([&cut] {
         writer("before");
+        writer(cut.c_str());
         if (const pid_t child = fork()) {
             waitpid(child, nullptr, 0);
             writer("parent");
@@ -150,7 +152,7 @@ TEST(log_output, is_not_printed_twice_by_a_process_that_forks)
     lines texts;
     for (const std::string& text : writes)
         texts.push_back(text.substr(text.find('|') + 2));
-    EXPECT_EQ(texts, (lines{"before\n", "child\n", "parent\n"}));
+    EXPECT_EQ(texts, (lines{"before\n", cut.substr(0, LONGEST_MESSAGE), "child\n", "parent\n"}));
 }
 
 TEST(log_level, is_info_before_anything_is_configured)
