@@ -151,5 +151,7 @@ private:
     // Sends a request on its node, with the length and the timeout of the request table.
     int send(const sVESK_REQUEST_STRUCT& request, void* record);
 
+    int read_variable_map(const char* function, const sVESK_REQUEST_STRUCT& request,
+                          sVESK_HALDO_HCC_HMI_AVAIL_STRUCT* map);
     int hdc_comm_ctrl(std::uint32_t open);
 };

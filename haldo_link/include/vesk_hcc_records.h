@@ -48,3 +48,15 @@ struct sVESK_HALDO_HCC_HMI_VAR_STRUCT {
 };
 static_assert(sizeof(sVESK_HALDO_HCC_HMI_VAR_STRUCT) == 252);
 static_assert(offsetof(sVESK_HALDO_HCC_HMI_VAR_STRUCT, data) == 4);
+
+// The driver's own variables, kept on the host.
+enum eVESK_HALDO_HMI_LOCAL_VAR : std::uint32_t {
+    HMI_LOCAL_VAR_HOST_SESS_STATE = 0,
+    HMI_LOCAL_VAR_LOCAL_INFO = 1,
+};
+
+struct sVESK_HALDO_HCC_HMI_LOCAL_VAR_STRUCT {
+    std::uint32_t var_id; // eVESK_HALDO_HMI_LOCAL_VAR
+    std::uint32_t value;  // to be set, or as read; 0 in a read request
+};
+static_assert(sizeof(sVESK_HALDO_HCC_HMI_LOCAL_VAR_STRUCT) == 8);

@@ -89,7 +89,7 @@ void cVESK_HALDO_LINK::hmi_avail_cmd_reset()
     hmi_avail_set_var = {};
 }
 
-// Both read operations trace a map in the same way; the function-name column is theirs.
+// The function-name column is the reading operation's.
 static void trace_offers(const char* function, const char* map_name, const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& avail,
                          const char* const* names, std::uint32_t count)
 {
@@ -118,28 +118,30 @@ void cVESK_HALDO_LINK::hmi_avail_cmd_get()
     hmi_avail_cmd = reply;
 }
 
-void cVESK_HALDO_LINK::hmi_avail_get_var_get()
+int cVESK_HALDO_LINK::read_variable_map(const char* function, const sVESK_REQUEST_STRUCT& request,
+                                        sVESK_HALDO_HCC_HMI_AVAIL_STRUCT* map)
 {
     sVESK_HALDO_HCC_HMI_VAR_STRUCT buf{};
-    if (send(HCC_IOCTL_HMI_VAR_GET, &buf) != VESK_OK) {
-        VESK_LOG_E("VESK_HALDO_HCC_IOCTL_HMI_VAR_GET ioctl failed");
-        hmi_avail_get_var = {};
-        return;
+    const int result = send(request, &buf);
+    *map = {};
+    if (result == VESK_OK) {
+        trace_offers(function, "buf.data.avail_var.map[0]", buf.data.avail_var, hmi_var_str_tbl, HMI_VAR_COUNT);
+        *map = buf.data.avail_var;
     }
-    trace_offers(__func__, "buf.data.avail_var.map[0]", buf.data.avail_var, hmi_var_str_tbl, HMI_VAR_COUNT);
-    hmi_avail_get_var = buf.data.avail_var;
+    return result;
+}
+
+void cVESK_HALDO_LINK::hmi_avail_get_var_get()
+{
+    if (read_variable_map(__func__, HCC_IOCTL_HMI_VAR_GET, &hmi_avail_get_var) != VESK_OK)
+        VESK_LOG_E("VESK_HALDO_HCC_IOCTL_HMI_VAR_GET ioctl failed");
 }
 
 void cVESK_HALDO_LINK::hmi_avail_set_var_get()
 {
-    sVESK_HALDO_HCC_HMI_VAR_STRUCT buf{};
-    if (send(HCC_IOCTL_HMI_VAR_SET, &buf) != VESK_OK) {
-        VESK_LOG_E("VESK_HALDO_IOCTL_ENV_VAR_SET ioctl failed"); // named after another request, as the field knows it
-        hmi_avail_set_var = {};
-        return;
-    }
-    trace_offers(__func__, "buf.data.avail_var.map[0]", buf.data.avail_var, hmi_var_str_tbl, HMI_VAR_COUNT);
-    hmi_avail_set_var = buf.data.avail_var;
+    // The line names another request; it is kept, since searches of logs look for it.
+    if (read_variable_map(__func__, HCC_IOCTL_HMI_VAR_SET, &hmi_avail_set_var) != VESK_OK)
+        VESK_LOG_E("VESK_HALDO_IOCTL_ENV_VAR_SET ioctl failed");
 }
 
 int cVESK_HALDO_LINK::link_info_get_avail() const
