@@ -42,7 +42,7 @@ extern sVESK_CONFIG_LOOKUP_STRUCT config_lookup_table[CONFIG_KEY_COUNT];
 // are. A line that is not understood is logged and ignored; an integer key without a value keeps the value it has.
 void get_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* cfg);
 
-// The index of a key in the table, or -1.
+// The index of a key in the table, or -1. Logs which.
 int get_field_name_index(char* name);
 
 // Logs the record in three lines.

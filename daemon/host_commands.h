@@ -7,7 +7,8 @@
 inline constexpr int USER_NAME_SIZE = 201;  // a name of 200 characters and its terminator
 inline constexpr int XAUTHORITY_SIZE = 500; // the value as the lookup program prints it, its line end included
 
-// Runs a shell command to its end. Returns 1 when SIGINT or SIGQUIT ended it, else 0, whatever its exit status.
+// Runs a shell command to its end. Returns 1 when SIGINT or SIGQUIT ended its shell, else 0, whatever its exit status;
+// 0 always while SIGCHLD is ignored, since its end cannot be seen then.
 int run_cmd(char* command);
 
 // Finds out through "who -u" who is logged in on the local X display. Returns 1 with the name in user, 0 when nobody

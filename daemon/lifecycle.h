@@ -3,6 +3,7 @@
 #pragma once
 
 #include "config.h"
+#include "vesk_log.h"
 
 class cVESK_HALDO_LINK;
 
