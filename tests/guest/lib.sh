@@ -41,11 +41,10 @@ for file in "$journal" "$output" $here/xauthority; do
     : >"$file"
     chmod 666 "$file"
 done
-guest-utmp clear
 if [ -d /out/gcov ]; then
-    chmod -R a+rwX /out/gcov
     export GCOV_PREFIX=/out/gcov
 fi
+guest-utmp clear
 
 # Failing
 
@@ -119,7 +118,8 @@ start_daemon_as() {
     local user=$1
     shift
     status=0
-    warden "$@" -- setpriv --reuid "$user" --regid "$(id -g "$user")" --init-groups haldohostswd || status=$?
+    # What counts lines has no place of its own to write to as another user.
+    warden "$@" -- env GCOV_PREFIX=/tmp setpriv --reuid "$user" --regid "$(id -g "$user")" --init-groups haldohostswd || status=$?
 }
 
 start_daemon_on_terminal() {
@@ -158,11 +158,19 @@ descendants() {
     done
 }
 
-# As the interrupt key does: the daemon's shell waits for its command and then ends by the signal too.
+is_dead() { [[ ! -e /proc/$1 || $(sed 's/.*) //' "/proc/$1/stat") == Z* ]]; }
+
+# As the interrupt key does, but the shell that the daemon waits for ends last, and with it what holds the nodes open.
 interrupt() {
-    local processes
+    local processes process
     mapfile -t processes < <(descendants "$(daemon_pid)")
-    kill "-$1" "${processes[@]}"
+    kill -STOP "${processes[0]}"
+    kill "-$1" "${processes[@]:1}"
+    for process in "${processes[@]:1}"; do
+        wait_until is_dead "$process" || fail "process $process outlives SIG$1"
+    done
+    kill "-$1" "${processes[0]}"
+    kill -CONT "${processes[0]}"
 }
 
 take_step() { printf . >"${1-$step}"; }
@@ -277,6 +285,14 @@ expect_log() {
     wait_until is_logged "$line" "${4-$log}" || differs "the line is not logged" "$line" "$(dateless "${4-$log}")"
 }
 
+is_logged_times() { [ "$(dateless "$log" | grep -cxF -- "$1")" = "$2" ]; }
+
+expect_log_times() {
+    local line
+    line=$(log_line "$2" "$3" "$4")
+    wait_until is_logged_times "$line" "$1" || differs "not logged $1 times" "$line" "$(dateless "$log")"
+}
+
 expect_no_log() {
     local line
     line=$(log_line "$1" "$2" "$3")
@@ -322,17 +338,20 @@ expect_absent() {
 
 expect_gone() { wait_until test ! -e "/proc/$1" || fail "process $1 is still there"; }
 
-# The names of the signals that a program of the agent's side was started with ignored.
-expect_ignored() {
+# The names of the signals that a process ignores, by its status.
+ignored_signals() {
     local mask number names=()
-    mask=0x$(sed -n 's/^SigIgn:\t//p' "$here/$1.signals")
+    mask=0x$(sed -n 's/^SigIgn:\t//p' "$1")
     for ((number = 1; number < 32; ++number)); do
         if ((mask >> (number - 1) & 1)); then
             names+=("$(kill -l "$number")")
         fi
     done
-    expect_equal "$2" "${names[*]}"
+    echo "${names[*]}"
 }
+
+# Those that a program of the agent's side was started with ignored.
+expect_ignored() { expect_equal "$2" "$(ignored_signals "$here/$1.signals")"; }
 
 # The scenario itself
 # shellcheck disable=SC1090

@@ -7,6 +7,7 @@ expect_status 0
 expect_file "$output" <<END
 $(version_lines)
 END
+expect_equal 1 "$(grep -cx 'skip alarm 2' "$journal")"
 wait_event 'agent root *'
 daemon=$(daemon_pid)
 expect_equal "$daemon" "$(cat /run/haldohostswd.pid)"
@@ -24,3 +25,12 @@ wait_line "$log" '*| daemon_handler(): signum=10 pid=*'
 expect_log daemonize I 'sent signal 10 to parent process'
 expect_log main I "haldohostswd daemon version $version running"
 expect_log main I "haldohostswd daemon build id HEAD@$build_id"
+
+# The lock file's mode is taken before the mask is cleared.
+interrupt INT
+wait_event 'exit 0'
+rm /run/haldohostswd.pid
+umask 077
+start_daemon
+expect_status 0
+expect_mode /run/haldohostswd.pid '600 root'

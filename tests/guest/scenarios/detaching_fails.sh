@@ -19,13 +19,16 @@ expect_no_log main I "haldohostswd daemon version $version running"
 expect_absent /run/haldohostswd.pid
 
 fails 'Unable to create a new session, code 1 (Operation not permitted)' --fail setsid=EPERM
+wait_event 'exit 1'
 wait_line "$log" '*| daemon_handler(): signum=17 pid=*'
 expect_present /run/haldohostswd.pid # nothing is cleaned up
 
 fails 'Unable to change directory to /, code 13 (Permission denied)' --fail chdir=EACCES
+wait_event 'exit 1'
 wait_line "$log" '*| daemon_handler(): signum=17 pid=*'
 
 rm /run/haldohostswd.pid
 mkdir /run/haldohostswd.pid
 fails 'Unable to open lockfile /var/run/haldohostswd.pid, code 21 (Is a directory)'
+wait_event 'exit 1'
 wait_line "$log" '*| daemon_handler(): signum=17 pid=*'

@@ -25,6 +25,8 @@ expect_file "$here"/agent.descriptors <<END
 3 ${nodes[0]}
 4 ${nodes[1]}
 END
+expect_equal /home/alice "$(sed -n 's/^HOME=//p' "$here/agent.environment")"
+expect_equal /home/alice/.Xauthority "$(sed -n 's/^XAUTHORITY=//p' "$here/agent.environment")"
 expect_ignored agent 'HUP TSTP TTIN TTOU'
 
 agent_ends exit 1

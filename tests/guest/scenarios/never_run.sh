@@ -18,3 +18,15 @@ configure LogDirLocation=/var/log/haldo HostSWOptions
 wait_line "$log" '*main | user name with character 0x24, the haldo agent is not run'
 login alice :0
 wait_event 'agent alice *'
+
+# A single quote in the options breaks the command: the shell finds no end, and nothing is run.
+configure "HostSWOptions=it's"
+agent_ends exit 0
+expect_events <<END
+sleep 1
+sleep 0
+xauthority root
+sleep 1
+sleep 0
+xauthority root
+END

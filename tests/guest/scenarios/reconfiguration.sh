@@ -11,9 +11,6 @@ after_edit() {
     agent_ends exit 0
     wait_event 'agent root *'
 }
-reopened="$(log_line filesize I "Logfile: /$log is =< 1 MB")
-$(log_line init_logging I "success: level 3, file /$log")"
-
 # The options alone: the log is looked at, but not re-opened. It is after every run of the agent.
 after_edit 'HostSWOptions=-a -b'
 expect_file "$log" <<END
@@ -54,3 +51,20 @@ wait_event 'agent root *'
 agent_ends exit 0
 wait_event 'agent root *'
 expect_equal "$(log_line init_logging I "success: level 3, file /$elsewhere")" "$(dateless "$elsewhere" | tail -n 1)"
+
+# Another place of the programs.
+cp -r /opt/haldo/bin /run/programs
+configure HostSWPath=/run/programs
+agent_ends exit 0
+wait_event "launcher root '-e' '/run/programs/haldo_agent' *"
+wait_event 'agent root *'
+
+# No log: the file stays open, and nothing more is written.
+configure DaemonLogLevel=0
+agent_ends exit 0
+wait_event 'agent root *'
+lines=$(wc -l <"$elsewhere")
+agent_ends exit 0
+wait_event 'agent root *'
+expect_equal "$lines" "$(wc -l <"$elsewhere")"
+expect_equal "$elsewhere" "$(readlink "/proc/$(daemon_pid)/fd/1")"

@@ -32,12 +32,14 @@ start_daemon
 expect_status 0
 wait_event 'agent root *'
 daemon=$(daemon_pid)
+expect_equal 'HUP INT QUIT TSTP TTIN TTOU' "$(ignored_signals "/proc/$daemon/status")"
 lines=$(wc -l <"$log")
 kill -HUP "$daemon"
 kill -TSTP "$daemon"
 kill -TTIN "$daemon"
 kill -TTOU "$daemon"
-expect_equal "$lines" "$(wc -l <"$log")"
+kill -CHLD "$daemon" # not, but without effect
 agent_ends exit 0
 wait_event 'agent root *'
 expect_equal "$daemon" "$(daemon_pid)"
+expect_equal '' "$(tail -n "+$((lines + 1))" "$log" | grep daemon_handler || true)"

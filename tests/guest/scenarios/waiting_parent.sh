@@ -7,15 +7,15 @@ signalled() {
     start_daemon_aside --hold setsid="$step"
     wait_event 'hold setsid'
     parent=$(cut -d ' ' -f 4 "/proc/$(daemon_pid)/stat")
-    wait_until is_waiting "$parent"
-    kill "-$1" "$parent"
+    # Again, should the first one come while the parent still sets its alarm.
+    wait_until has_ended "$parent" "$1" || fail "SIG$1 does not end the parent"
     wait_starter
     expect_status "$2"
     expect_log daemon_handler I "daemon_handler(): signum=$(kill -l "$1") pid=$parent"
     kill -KILL "$(daemon_pid)"
     expect_gone "$(cat /run/haldohostswd.pid)"
 }
-is_waiting() { grep -q '^State:.*S' "/proc/$1/status"; }
+has_ended() { is_dead "$1" || ! kill "-$2" "$1"; }
 
 configure
 signalled HUP 0
