@@ -85,7 +85,7 @@ void daemon_handler(int signum)
 
 static void take_lock()
 {
-    // Close-on-exec, or an agent that outlives the daemon would hold the lock.
+    // Close-on-exec: the lock is no concern of the agent's.
     const int fd = open(LOCK_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0640);
     if (fd < 0) {
         VESK_LOG_AS("daemonize", VESK_LOG_ERROR, "Unable to open lockfile %s, code %d (%s)", LOCK_FILE, errno,

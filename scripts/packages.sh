@@ -41,11 +41,12 @@ need_packages() {
         fi
         as_root=(sudo)
     fi
-    echo "Installing Debian packages: ${missing[*]}"
+    echo "Installing Debian packages, which may take a minute: ${missing[*]}"
     if ! { "${as_root[@]}" apt-get -qq update &&
         "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
             apt-get -qq install --no-install-recommends "${missing[@]}"; } </dev/null >/dev/null; then
-        echo "$0: these packages could not be installed: ${missing[*]}" >&2
+        echo "$0: these packages could not be installed. An administrator can do it with:" >&2
+        echo "  apt-get install --no-install-recommends ${missing[*]}" >&2
         exit 1
     fi
 }

@@ -9,7 +9,7 @@ mkdir -p $here
 : >$here/journal
 chmod 666 $here/journal
 mkfifo -m 666 $here/agent
-echo XAUTHORITY=/home/alice/.Xauthority >$here/xauthority
+echo XAUTHORITY=/run/login-screen/authority >$here/xauthority
 
 bold="" plain=""
 if [ "${1-}" = --bold ]; then
@@ -66,13 +66,15 @@ printf '    the starting process ended with status %s; the lock file names the d
 sed 's/^/    card saw: /' $here/card
 daemon=$(cat /run/haldohostswd.pid)
 
-say "From here on it logs to $log. Nobody is logged in yet,
-so it runs the agent as root: the agent serves the login screen."
+say "From here on it logs to $log,
+its configuration first, and again on the first pass. Nobody is logged in yet, so it runs the agent as root, with the
+X authority file that the lookup program names: the agent serves the login screen."
 until_line 'Executing'
 
 say "alice logs in on the X display :0. The agent of the login screen ends, and the next pass starts one for her,
 through su, with her X authority file and the longer wait of a login:"
 guest-utmp login alice :0
+echo XAUTHORITY=/home/alice/.Xauthority >$here/xauthority
 who -u | sed 's/^/    who -u: /'
 agent_ends exit 0
 until_line 'Executing'
@@ -88,6 +90,7 @@ until_line 'Executing'
 
 say "alice logs out. The agent serves the login screen as root again:"
 guest-utmp logout :0
+echo XAUTHORITY=/run/login-screen/authority >$here/xauthority
 agent_ends exit 0
 until_line 'Executing'
 
@@ -106,3 +109,5 @@ sed 's/^/    /' $here/card
 
 say "And whom the launcher ran for, with which arguments:"
 grep ^launcher $here/journal | sed 's/^/    /'
+
+say "That was all. The guest ends here, and nothing of it is left on this machine."
