@@ -230,6 +230,7 @@ TEST(get_config, keeps_a_number_without_a_value)
     });
 }
 
+// What strtol makes of the text in base 10, which is the choice of this daemon.
 TEST(get_config, converts_what_is_a_number_and_ignores_the_rest)
 {
     struct {
@@ -252,15 +253,28 @@ TEST(get_config, converts_what_is_a_number_and_ignores_the_rest)
         {"0x10", 0},
         {"2147483647", INT_MAX},
         {"-2147483648", INT_MIN},
-        {"2147483648", INT_MIN},
-        {"4294967297", 1},
-        {"99999999999999999999", -1},
-        {"-99999999999999999999", 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
         config_host h;
         EXPECT_EQ(h.read("LogFileSize="s + c.text + "\n").LogFileSize, c.number);
+    }
+}
+
+// The choice of this daemon: a number is taken as strtol gives it, its nearest one where there are too many digits, and
+// reduced to 32 bits.
+TEST(get_config, reduces_what_strtol_gives_to_32_bits)
+{
+    const std::pair<const char*, std::int32_t> cases[] = {
+        {"2147483648", INT_MIN},
+        {"4294967297", 1},
+        {"99999999999999999999", -1},
+        {"-99999999999999999999", 0},
+    };
+    for (const auto& [text, number] : cases) {
+        SCOPED_TRACE(text);
+        config_host h;
+        EXPECT_EQ(h.read("LogFileSize="s + text + "\n").LogFileSize, number);
     }
 }
 

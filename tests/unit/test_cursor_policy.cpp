@@ -1,5 +1,5 @@
 #include "cursor_policy.h"
-#include "support/host.h"
+#include "support/calls.h"
 #include "vesk_log.h"
 
 #include <cerrno>
@@ -10,27 +10,20 @@ using lines = std::vector<std::string>;
 namespace
 {
 
-constexpr int HCC = 5;
-constexpr int HDC = 6;
-
 // A link on the two nodes, or on the control channel alone.
 class linked_host : public host
 {
 public:
-    explicit linked_host(bool has_driver_channel = true) : closes_driver_channel(has_driver_channel)
+    explicit linked_host(bool has_driver_channel = true) : has_driver_channel(has_driver_channel)
     {
         m_log_level = VESK_LOG_OFF;
-        expect("open /dev/haldo_host0 O_RDWR", HCC);
-        expect("open /dev/haldo_host1 O_RDWR", has_driver_channel ? HDC : -1, has_driver_channel ? 0 : ENOENT);
-        expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32));
+        expect_link_constructed(*this, has_driver_channel ? 0 : ENOENT);
         link.emplace();
     }
     ~linked_host()
     {
         m_log_level = VESK_LOG_OFF;
-        if (closes_driver_channel)
-            expect("close 6");
-        expect("close 5");
+        expect_nodes_closed(*this, has_driver_channel);
         link.reset();
     }
     lines update(eVESK_HALDO_HDC_LCUR_EVT_ALG_TYPE alg, int expected, std::int32_t level)
@@ -41,7 +34,7 @@ public:
     }
 
 private:
-    bool closes_driver_channel;
+    bool has_driver_channel;
     std::optional<cVESK_HALDO_LINK> link;
 };
 

@@ -1,4 +1,4 @@
-#include "host.h"
+#include "calls.h"
 #include "vesk_dev.h"
 #include "vesk_log.h"
 
@@ -7,17 +7,6 @@
 
 static constexpr const char* NODE = "/dev/haldo_host0";
 static constexpr const char* OPEN_NODE = "open /dev/haldo_host0 O_RDWR";
-
-// Runs a scenario at every level; of all the lines that it can write exactly those of the level must appear.
-static void expect_lines_by_level(const lines& all, const std::function<void(host&)>& scenario)
-{
-    for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level) {
-        host h;
-        m_log_level = level;
-        scenario(h);
-        EXPECT_EQ(h.log(), at_level(level, all)) << "at level " << level;
-    }
-}
 
 // --- Construction ---
 

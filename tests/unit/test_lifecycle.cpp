@@ -2,7 +2,7 @@
 #include "haldo_build_id.h"
 #include "haldo_version.h"
 #include "lifecycle.h"
-#include "support/host.h"
+#include "support/calls.h"
 #include "vesk_haldo_link.h"
 #include "vesk_log.h"
 
@@ -21,50 +21,10 @@ using lines = std::vector<std::string>;
 namespace
 {
 
-struct announced {
-    std::string call;
-    long result = 0;
-    int error = 0;
-};
-
-void expect_all(host& h, const std::vector<announced>& calls)
-{
-    for (const announced& c : calls)
-        h.expect(c.call, c.result, c.error);
-}
-
-const std::vector<announced> handlers_installed = {
-    {"signal SIGCHLD daemon_handler"}, {"signal SIGUSR1 daemon_handler"}, {"signal SIGALRM daemon_handler"},
-    {"signal SIGTERM daemon_handler"}, {"signal SIGHUP daemon_handler"},
-};
-
-const std::string open_lock = "open /var/run/haldohostswd.pid O_RDWR|O_CREAT|O_CLOEXEC 0640";
-
-// What the child does after the fork, with a log.
-const std::vector<announced> child_calls = {
-    {open_lock, 9},
-    {"lockf 9 F_TLOCK 0"},
-    {"write 9 \"4321\\n\"", 5},
-    {"signal SIGCHLD SIG_DFL"},
-    {"signal SIGTSTP SIG_IGN"},
-    {"signal SIGTTOU SIG_IGN"},
-    {"signal SIGTTIN SIG_IGN"},
-    {"signal SIGHUP SIG_IGN"},
-    {"signal SIGTERM SIG_DFL"},
-    {"umask 0000", 022},
-    {"setsid", 4321},
-    {"chdir /"},
-    {"open /dev/null O_RDONLY", 10},
-    {"dup2 10 0"},
-    {"close 10"},
-    {"kill 1234 SIGUSR1"},
-};
-
 // Announces the child's calls with another outcome of one of them; those after it only where it goes on.
 void expect_child_with(host& h, const announced& other, bool goes_on)
 {
-    expect_all(h, handlers_installed);
-    h.expect("fork", 0);
+    expect_fork(h, 0);
     for (const announced& c : child_calls) {
         const bool is_other = c.call == other.call;
         expect_all(h, {is_other ? other : c});
@@ -80,22 +40,6 @@ sVESK_HOSTSW_DAEMON_CONFIG_STRUCT config_with(std::int32_t level, const char* di
     std::strncpy(config.LogDirLocation, dir, sizeof(config.LogDirLocation));
     config.LogFileSize = size_mib;
     return config;
-}
-
-constexpr int HCC = 5;
-constexpr int HDC = 6;
-
-void expect_construction(host& h)
-{
-    h.expect("open /dev/haldo_host0 O_RDWR", HCC);
-    h.expect("open /dev/haldo_host1 O_RDWR", HDC);
-    h.expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32));
-}
-
-void expect_destruction(host& h)
-{
-    h.expect("close 6");
-    h.expect("close 5");
 }
 
 } // namespace
@@ -200,17 +144,7 @@ TEST(is_enabled, is_false_for_zero_alone)
 TEST(open_log, opens_the_log_as_configured)
 {
     host h;
-    h.expect("system mkdir -p '//srv/log'");
-    h.expect_stat("//srv/log/haldohostsw.0.log", 4 * 1024 * 1024 + 1);
-    h.expect("system mv //srv/log/haldohostsw.3.log //srv/log/haldohostsw.4.log");
-    h.expect("system mv //srv/log/haldohostsw.2.log //srv/log/haldohostsw.3.log");
-    h.expect("system mv //srv/log/haldohostsw.1.log //srv/log/haldohostsw.2.log");
-    h.expect("system mv //srv/log/haldohostsw.0.log //srv/log/haldohostsw.1.log");
-    h.expect("open //srv/log/haldohostsw.0.log O_WRONLY|O_CREAT|O_APPEND 0666", 7);
-    h.expect("dup2 7 1", 1);
-    h.expect("dup2 7 2", 2);
-    h.expect("close 7");
-    h.expect("system chmod -R 777 '//srv/log'");
+    expect_log_opened(h, {.dir = "/srv/log", .size = 4 * 1024 * 1024 + 1, .rotates = true});
     EXPECT_TRUE(open_log(config_with(VESK_LOG_ERROR, "/srv/log", 4)));
     EXPECT_EQ(m_log_level, VESK_LOG_ERROR);
     EXPECT_EQ(h.log(), lines{});
@@ -219,9 +153,7 @@ TEST(open_log, opens_the_log_as_configured)
 TEST(open_log, says_that_the_daemon_cannot_go_on_without_a_log_file)
 {
     host h;
-    h.expect("system mkdir -p '//srv/log'");
-    h.expect("stat //srv/log/haldohostsw.0.log", -1, ENOENT);
-    h.expect("open //srv/log/haldohostsw.0.log O_WRONLY|O_CREAT|O_APPEND 0666", -1, EROFS);
+    expect_log_not_opened(h, EROFS, {.dir = "/srv/log"});
     EXPECT_FALSE(open_log(config_with(VESK_LOG_INFO, "/srv/log", 2)));
     EXPECT_EQ(h.log(), (lines{
                            "init_logging E Error opening logfile //srv/log/haldohostsw.0.log (ret -1)",
@@ -279,8 +211,7 @@ TEST(daemonize, lets_the_parent_wait_for_a_signal_that_decides_its_status)
     for (const auto& [signum, status] : cases) {
         SCOPED_TRACE(signum);
         host h;
-        expect_all(h, handlers_installed);
-        h.expect("fork", 555);
+        expect_fork(h, 555);
         h.expect("alarm 2");
         h.expect_interrupted("pause", signum);
         EXPECT_EQ(h.exit_status_of(daemonize), status);
@@ -293,8 +224,7 @@ TEST(daemonize, detaches_the_child)
 {
     for (const std::int32_t level : {VESK_LOG_ERROR, VESK_LOG_INFO, VESK_LOG_DEBUG}) {
         host h(level);
-        expect_all(h, handlers_installed);
-        h.expect("fork", 0);
+        expect_fork(h, 0);
         expect_all(h, child_calls);
         EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
         EXPECT_EQ(h.log(), level == VESK_LOG_ERROR ? lines{} : (lines{"daemonize I sent signal 10 to parent process"}));
@@ -307,8 +237,7 @@ TEST(daemonize, closes_the_outputs_without_a_log)
          {std::pair<std::int32_t, bool>(0, true), {1, false}, {-1, false}, {INT_MIN, false}}) {
         SCOPED_TRACE(level);
         host h(level);
-        expect_all(h, handlers_installed);
-        h.expect("fork", 0);
+        expect_fork(h, 0);
         expect_all(h, {child_calls.begin(), child_calls.end() - 1});
         if (closes)
             for (const char* output : {"1", "2"})
@@ -325,8 +254,7 @@ TEST(daemonize, writes_the_childs_process_id_and_signals_the_parents)
         host h;
         h.pid = pid;
         h.ppid = pid - 1;
-        expect_all(h, handlers_installed);
-        h.expect("fork", 0);
+        expect_fork(h, 0);
         for (announced c : child_calls) {
             if (c.call.starts_with("write"))
                 c = {"write 9 \"" + std::to_string(pid) + "\\n\""};
@@ -342,8 +270,7 @@ TEST(daemonize, ends_the_process_when_it_cannot_fork)
 {
     for (const std::int32_t level : {VESK_LOG_CRITICAL, VESK_LOG_ERROR}) {
         host h(level);
-        expect_all(h, handlers_installed);
-        h.expect("fork", -1, EAGAIN);
+        expect_fork(h, -1, EAGAIN);
         EXPECT_EQ(h.exit_status_of(daemonize), 1);
         EXPECT_EQ(h.log(), level == VESK_LOG_CRITICAL
                                ? lines{}
@@ -355,7 +282,7 @@ TEST(daemonize, ends_the_process_when_it_cannot_fork)
 TEST(daemonize, ends_the_child_at_the_first_step_that_fails)
 {
     const std::pair<announced, const char*> cases[] = {
-        {{open_lock, -1, EACCES}, "Unable to open lockfile /var/run/haldohostswd.pid, code 13 (Permission denied)"},
+        {{OPEN_LOCK, -1, EACCES}, "Unable to open lockfile /var/run/haldohostswd.pid, code 13 (Permission denied)"},
         {{"lockf 9 F_TLOCK 0", -1, EAGAIN},
          "Unable to lock lockfile /var/run/haldohostswd.pid, code 11 (Resource temporarily unavailable)"},
         {{"setsid", -1, EPERM}, "Unable to create a new session, code 1 (Operation not permitted)"},
@@ -375,9 +302,8 @@ TEST(daemonize, ends_the_child_at_the_first_step_that_fails)
 TEST(daemonize, accepts_standard_input_as_the_lock_files_descriptor)
 {
     host h;
-    expect_all(h, handlers_installed);
-    h.expect("fork", 0);
-    h.expect(open_lock, 0);
+    expect_fork(h, 0);
+    h.expect(OPEN_LOCK, 0);
     h.expect("lockf 0 F_TLOCK 0", -1, EACCES);
     EXPECT_EQ(h.exit_status_of(daemonize), 1);
 }
@@ -407,8 +333,7 @@ TEST(daemonize, keeps_the_handler_for_the_two_signals_that_it_does_not_set_again
 TEST(daemonize, signals_the_parent_that_it_had_at_the_start)
 {
     host h;
-    expect_all(h, handlers_installed);
-    h.expect("fork", 0);
+    expect_fork(h, 0);
     for (const announced& c : child_calls) {
         if (c.call.starts_with("write"))
             h.expect_meanwhile(c.call, [&h] { h.ppid = 1; });
@@ -422,8 +347,7 @@ TEST(daemonize, says_that_it_signalled_the_parent_afterwards)
 {
     host h;
     lines before{"not called"};
-    expect_all(h, handlers_installed);
-    h.expect("fork", 0);
+    expect_fork(h, 0);
     expect_all(h, {child_calls.begin(), child_calls.end() - 1});
     h.expect_meanwhile(child_calls.back().call, [&] { before = h.log(); });
     EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
@@ -434,11 +358,11 @@ TEST(daemonize, says_that_it_signalled_the_parent_afterwards)
 TEST(shut_down, sets_absolute_reports_and_stops_the_link)
 {
     host h;
-    expect_construction(h);
+    expect_link_constructed(h);
     h.expect_ioctl(HDC, 0x7911, {0, 0, 0, 0, 0, 0, 0, 0});
     h.expect_ioctl(HCC, 0x7821, {1, 0, 0, 0, 0, 0, 0, 0});
     h.expect_ioctl(HDC, 0x7901, {});
-    expect_destruction(h);
+    expect_nodes_closed(h);
     {
         cVESK_HALDO_LINK link;
         link.start();
@@ -450,11 +374,11 @@ TEST(shut_down, sets_absolute_reports_and_stops_the_link)
 TEST(shut_down, stops_the_link_when_the_driver_refuses)
 {
     host h;
-    expect_construction(h);
+    expect_link_constructed(h);
     h.expect_ioctl(HDC, 0x7911, zero_filled(8), {}, -1);
     h.expect_ioctl(HCC, 0x7821, zero_filled(8, {1}), {}, -1);
     h.expect_ioctl(HDC, 0x7901, {}, {}, -1);
-    expect_destruction(h);
+    expect_nodes_closed(h);
     {
         cVESK_HALDO_LINK link;
         link.start();
@@ -468,9 +392,9 @@ TEST(shut_down, stops_the_link_when_the_driver_refuses)
 TEST(shut_down, closes_no_path_of_a_link_that_was_not_started)
 {
     host h(VESK_LOG_ERROR);
-    expect_construction(h);
+    expect_link_constructed(h);
     h.expect_ioctl(HDC, 0x7911, zero_filled(8));
-    expect_destruction(h);
+    expect_nodes_closed(h);
     {
         cVESK_HALDO_LINK link;
         shut_down(&link);

@@ -62,18 +62,12 @@ static const lines destruction = {
 
 TEST(link_constructor, opens_both_nodes_and_reads_what_the_firmware_offers)
 {
-    for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level) {
-        host h;
-        m_log_level = level;
-        expect_nodes_opened(h);
-        h.expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32));
-        {
-            const visible_link link;
-            EXPECT_EQ(h.log(), at_level(level, construction_with_both_nodes)) << "at level " << level;
-            expect_nodes_closed(h);
-        }
-        EXPECT_EQ(h.log(), at_level(level, destruction)) << "at level " << level;
-    }
+    expect_lines_by_level(destruction, [](host& h) {
+        expect_link_constructed(h);
+        const visible_link link;
+        EXPECT_EQ(h.log(), at_level(m_log_level, construction_with_both_nodes)) << "at level " << m_log_level;
+        expect_nodes_closed(h);
+    });
 }
 
 TEST(link_constructor, completes_with_neither_node_present)
@@ -95,22 +89,18 @@ TEST(link_constructor, completes_with_neither_node_present)
         "cVESK_HALDO_LINK D end",
         "is_ready D m_initialized = 0, m_ready = 0",
     };
-    for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level) {
-        host h;
-        m_log_level = level;
-        h.expect("open /dev/haldo_host0 O_RDWR", -1, ENOENT);
-        h.expect("open /dev/haldo_host1 O_RDWR", -1, ENOENT);
+    expect_lines_by_level(destruction, [&](host& h) {
+        expect_nodes_opened(h, ENOENT, ENOENT);
         const visible_link link;
         EXPECT_FALSE(link.is_ready());
-        EXPECT_EQ(h.log(), at_level(level, all)) << "at level " << level;
-    }
+        EXPECT_EQ(h.log(), at_level(m_log_level, all)) << "at level " << m_log_level;
+    });
 }
 
 TEST(link_constructor, reads_the_offers_without_the_driver_channel)
 {
     host h;
-    h.expect("open /dev/haldo_host0 O_RDWR", HCC);
-    h.expect("open /dev/haldo_host1 O_RDWR", -1, EACCES);
+    expect_nodes_opened(h, 0, EACCES);
     const bytes offers = map_with({0x01, 0, 0, 0});
     h.expect_ioctl(HCC, 0x7801, zero_filled(32), offers);
     const visible_link link;
@@ -121,14 +111,13 @@ TEST(link_constructor, reads_the_offers_without_the_driver_channel)
     EXPECT_EQ(h.log(),
               (lines{"is_ready D m_initialized = 1, m_ready = 1", "is_ready D m_initialized = 0, m_ready = 0"}));
     m_log_level = VESK_LOG_INFO;
-    h.expect("close 3");
+    expect_nodes_closed(h, false);
 }
 
 TEST(link_constructor, opens_the_driver_channel_without_the_control_channel)
 {
     host h;
-    h.expect("open /dev/haldo_host0 O_RDWR", -1, ENOENT);
-    h.expect("open /dev/haldo_host1 O_RDWR", HDC);
+    expect_nodes_opened(h, ENOENT, 0);
     const visible_link link;
     EXPECT_EQ(h.log(),
               (lines{"cVESK_HALDO_LINK E failed to initialize Haldo HCC device object (ret=-510)",
@@ -218,15 +207,11 @@ TEST(link_start, marks_the_link_and_sends_nothing)
 
 TEST(link_start, twice_is_logged_and_changes_nothing)
 {
-    for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level) {
-        host h;
-        constructed_link link(h);
-        m_log_level = level;
-        EXPECT_EQ(link->start(), 0);
-        EXPECT_EQ(link->start(), 0);
-        EXPECT_EQ(link->started, 1u);
-        EXPECT_EQ(h.log(), at_level(level, {"start E already started"}));
-    }
+    expect_lines_by_level({"start E already started"}, [](host&, visible_link& link) {
+        EXPECT_EQ(link.start(), 0);
+        EXPECT_EQ(link.start(), 0);
+        EXPECT_EQ(link.started, 1u);
+    });
 }
 
 TEST(link_stop, closes_the_path_of_a_started_link_once)
@@ -252,15 +237,11 @@ TEST(link_stop, writes_its_lines_around_those_of_the_path)
         "hdc_close D VESK_HALDO_HDC_IOCTL_KMP_HDC_CLOSE okay",
         "stop D end",
     };
-    for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level) {
-        host h;
-        constructed_link link(h);
-        m_log_level = level;
-        link->start();
+    expect_lines_by_level(all, [&](host& h, visible_link& link) {
+        link.start();
         expect_stop(h);
-        link->stop();
-        EXPECT_EQ(h.log(), at_level(level, all));
-    }
+        link.stop();
+    });
 }
 
 TEST(link_stop, does_nothing_but_its_two_lines_without_start)
@@ -324,8 +305,7 @@ TEST(link_is_ready, is_true_when_both_channels_are)
 TEST(link_destructor, leaves_the_path_of_a_started_link_to_the_driver)
 {
     host h;
-    expect_nodes_opened(h);
-    h.expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32));
+    expect_link_constructed(h);
     {
         visible_link link;
         link.start();
@@ -448,22 +428,17 @@ TEST(command_map, clears_all_maps_when_it_cannot_be_read)
         "synch_ioctl E ioctl 0x00007801 failed (rv=-1)",
         "hmi_avail_cmd_get E failed to get available HMI commands",
     };
-    for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level) {
-        host h;
-        constructed_link link(h);
-        m_log_level = level;
-        link->hmi_avail_cmd = record_of(bytes(32, 0xFF));
-        link->hmi_avail_get_var = record_of(bytes(32, 0xFF));
-        link->hmi_avail_set_var = record_of(bytes(32, 0xFF));
+    expect_lines_by_level(all, [&](host& h, visible_link& link) {
+        link.hmi_avail_cmd = record_of(bytes(32, 0xFF));
+        link.hmi_avail_get_var = record_of(bytes(32, 0xFF));
+        link.hmi_avail_set_var = record_of(bytes(32, 0xFF));
         h.expect_ioctl(HCC, 0x7801, zero_filled(32), {}, -1);
-        link->hmi_avail_cmd_get();
-        EXPECT_EQ(bytes_of(link->hmi_avail_cmd), zero_filled(32));
-        EXPECT_EQ(bytes_of(link->hmi_avail_get_var), zero_filled(32));
-        EXPECT_EQ(bytes_of(link->hmi_avail_set_var), zero_filled(32));
-        EXPECT_EQ(link->sess_link_get_avail(), -511);
-        EXPECT_EQ(h.log(), at_level(level, all));
-        m_log_level = VESK_LOG_OFF;
-    }
+        link.hmi_avail_cmd_get();
+        EXPECT_EQ(bytes_of(link.hmi_avail_cmd), zero_filled(32));
+        EXPECT_EQ(bytes_of(link.hmi_avail_get_var), zero_filled(32));
+        EXPECT_EQ(bytes_of(link.hmi_avail_set_var), zero_filled(32));
+        EXPECT_EQ(link.sess_link_get_avail(), -511);
+    });
 }
 
 TEST(command_map, names_each_command_that_is_offered)
@@ -520,17 +495,12 @@ TEST(command_map, is_traced_before_the_variable_maps)
         "hmi_avail_set_var_get D HMI_VAR_UNICODE",
         "hmi_avail_set_var_get D ***************************************",
     };
-    for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level) {
-        host h;
-        constructed_link link(h);
-        m_log_level = level;
+    expect_lines_by_level(all, [&](host& h, visible_link& link) {
         h.expect_ioctl(HCC, 0x7801, zero_filled(32), map_with({0x07, 0, 0, 0}));
         h.expect_ioctl(HCC, 0x7802, zero_filled(252), variable_with(map_with({0x08, 0, 0, 0})));
         h.expect_ioctl(HCC, 0x7803, zero_filled(252), variable_with(map_with({0, 0x10, 0, 0})));
-        link->hmi_avail_cmd_get();
-        EXPECT_EQ(h.log(), at_level(level, all));
-        m_log_level = VESK_LOG_OFF;
-    }
+        link.hmi_avail_cmd_get();
+    });
 }
 
 // --- Variable maps ---
@@ -582,23 +552,18 @@ TEST_P(variable_map_test, is_cleared_when_it_cannot_be_read)
     char rejected[64];
     std::snprintf(rejected, sizeof(rejected), "synch_ioctl E ioctl 0x%08X failed (rv=-1)", map.code);
     const lines all = {rejected, std::string(map.function) + " E " + map.failure};
-    for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level) {
-        host h;
-        constructed_link link(h);
-        m_log_level = level;
+    expect_lines_by_level(all, [&](host& h, visible_link& link) {
         const bytes commands = random_bytes(32);
         const bytes other = random_bytes(32);
-        link->hmi_avail_cmd = record_of(commands);
-        (*link).*map.member = record_of(bytes(32, 0xFF));
-        (*link).*map.other_member = record_of(other);
+        link.hmi_avail_cmd = record_of(commands);
+        link.*map.member = record_of(bytes(32, 0xFF));
+        link.*map.other_member = record_of(other);
         h.expect_ioctl(HCC, map.code, zero_filled(252), {}, -1);
-        ((*link).*map.read)();
-        EXPECT_EQ(bytes_of((*link).*map.member), zero_filled(32));
-        EXPECT_EQ(bytes_of((*link).*map.other_member), other);
-        EXPECT_EQ(bytes_of(link->hmi_avail_cmd), commands);
-        EXPECT_EQ(h.log(), at_level(level, all));
-        m_log_level = VESK_LOG_OFF;
-    }
+        (link.*map.read)();
+        EXPECT_EQ(bytes_of(link.*map.member), zero_filled(32));
+        EXPECT_EQ(bytes_of(link.*map.other_member), other);
+        EXPECT_EQ(bytes_of(link.hmi_avail_cmd), commands);
+    });
 }
 
 TEST_P(variable_map_test, that_cannot_be_read_leaves_the_others_as_they_were_read)

@@ -14,33 +14,17 @@ static const bytes COMM_OPEN = {1, 0, 0, 0, 1, 0, 0, 0};
 static const bytes COMM_CLOSE = {1, 0, 0, 0, 0, 0, 0, 0};
 static constexpr std::size_t CONTEXT_SIZE = 292;
 
-// Runs a scenario on a link at every level; of all the lines that it can write exactly those of the level must appear.
-static void expect_lines_by_level(const lines& all, const std::function<void(host&, visible_link&)>& scenario)
-{
-    for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level) {
-        host h;
-        constructed_link link(h);
-        stated();
-        m_log_level = level;
-        scenario(h, *link);
-        EXPECT_EQ(h.log(), at_level(level, all)) << "at level " << level;
-        m_log_level = VESK_LOG_OFF;
-    }
-}
-
 // A link of which the driver channel could not be opened.
 class half_open_link : public testing::Test
 {
 protected:
     half_open_link()
     {
-        h.expect("open /dev/haldo_host0 O_RDWR", HCC);
-        h.expect("open /dev/haldo_host1 O_RDWR", -1, ENOENT);
-        h.expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32));
+        expect_link_constructed(h, ENOENT);
         link.emplace();
         h.raw_log();
     }
-    ~half_open_link() override { h.expect("close 3"); }
+    ~half_open_link() override { expect_nodes_closed(h, false); }
     host h;
     std::optional<visible_link> link;
 };
@@ -179,8 +163,7 @@ TEST_F(half_open_link, closes_its_path_with_the_result_of_the_channel)
 TEST(hdc_close, tries_both_requests_without_any_node)
 {
     host h;
-    h.expect("open /dev/haldo_host0 O_RDWR", -1, ENOENT);
-    h.expect("open /dev/haldo_host1 O_RDWR", -1, ENOENT);
+    expect_nodes_opened(h, ENOENT, ENOENT);
     visible_link link;
     h.raw_log();
     EXPECT_EQ(link.hdc_close(), -503);
@@ -333,8 +316,7 @@ TEST(kmp_pri_ctxt_get, that_fails_leaves_the_context_valid_or_not_as_it_was)
 TEST(kmp_pri_ctxt_get, reports_a_closed_control_channel)
 {
     host h;
-    h.expect("open /dev/haldo_host0 O_RDWR", -1, ENOENT);
-    h.expect("open /dev/haldo_host1 O_RDWR", -1, ENOENT);
+    expect_nodes_opened(h, ENOENT, ENOENT);
     visible_link link;
     h.raw_log();
     link.kmp_pri_ctxt_get();

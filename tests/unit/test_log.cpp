@@ -1,4 +1,4 @@
-#include "support/host.h"
+#include "support/calls.h"
 #include "vesk_log.h"
 
 #include <algorithm>
@@ -67,92 +67,106 @@ lines writes_of(const std::function<void()>& function)
 
 constexpr std::int64_t MIB = 1024 * 1024;
 
-void expect_rotation(host& h, const std::string& base, int status = 0)
+// A log named "agent" with a file of this size, or none.
+announced_log agent_log(const std::string& dir, std::optional<std::int64_t> size = {}, bool rotates = false)
 {
-    for (int i = 4; i >= 1; --i)
-        h.expect("system mv " + base + std::to_string(i - 1) + ".log " + base + std::to_string(i) + ".log", status);
+    return {.dir = dir, .name = "agent", .size = size, .rotates = rotates};
 }
 
-// Announces what init_logging does for a log named "agent" with a file of this size, or none.
-void expect_init(host& h, const std::string& dir, std::optional<std::int64_t> size, bool rotates, int status = 0)
+// Each of these tests runs in a copy of this program: the buffering is set with the first line of a process.
+class log_output : public testing::Test
 {
-    const std::string base = "/" + dir + "/agent.";
-    h.expect("system mkdir -p '/" + dir + "'", status);
-    if (size)
-        h.expect_stat(base + "0.log", *size);
-    else
-        h.expect("stat " + base + "0.log", -1, ENOENT);
-    if (rotates)
-        expect_rotation(h, base, status);
-    h.expect("open " + base + "0.log O_WRONLY|O_CREAT|O_APPEND 0666", 7);
-    h.expect("dup2 7 1", 1);
-    h.expect("dup2 7 2", 2);
-    h.expect("close 7");
-    h.expect("system chmod -R 777 '/" + dir + "'", status);
-}
+protected:
+    static void in_a_copy(const std::function<void()>& body)
+    {
+        if (std::getenv("HALDO_TEST_COPY") != nullptr) {
+            body();
+            return;
+        }
+        const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+        const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
+        std::FILE* copy = popen(("HALDO_TEST_COPY=1 env -u GTEST_TOTAL_SHARDS -u GTEST_SHARD_INDEX '" + program +
+                                 "' --gtest_filter=log_output." + test +
+                                 " --gtest_repeat=1 --gtest_brief=0 --gtest_color=no --gtest_output= 2>&1")
+                                    .c_str(),
+                                "r");
+        ASSERT_NE(copy, nullptr);
+        std::string output;
+        for (int c; (c = std::fgetc(copy)) != EOF;)
+            output += static_cast<char>(c);
+        const int status = pclose(copy);
+        EXPECT_TRUE(status == 0 && output.find("[  PASSED  ] 1 test.") != std::string::npos) << output;
+    }
+};
 
 } // namespace
 
-// These come first: the buffering is set with the first line of the process.
-
-TEST(log_output, is_written_line_by_line)
+TEST_F(log_output, is_written_line_by_line)
 {
-    const lines writes = writes_of([] {
-        writer("one");
-        writer("%s %d 100% two");
-        writer("three\n");
+    in_a_copy([] {
+        const lines writes = writes_of([] {
+            writer("one");
+            writer("%s %d 100% two");
+            writer("three\n");
+        });
+        ASSERT_EQ(writes.size(), 3u);
+        const char* const texts[] = {"one\n", "%s %d 100% two\n", "three\n"};
+        for (std::size_t i = 0; i < writes.size(); ++i)
+            EXPECT_EQ(writes[i].substr(std::strlen("11/20 10:42:52")), prefix('E', "writer", "") + texts[i]);
     });
-    ASSERT_EQ(writes.size(), 3u);
-    const char* const texts[] = {"one\n", "%s %d 100% two\n", "three\n"};
-    for (std::size_t i = 0; i < writes.size(); ++i)
-        EXPECT_EQ(writes[i].substr(std::strlen("11/20 10:42:52")), prefix('E', "writer", "") + texts[i]);
 }
 
-TEST(log_output, sets_the_buffering_once)
+TEST_F(log_output, sets_the_buffering_once)
 {
-    const lines writes = writes_of([] {
-        writer("one");
-        std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
-        writer("two");
+    in_a_copy([] {
+        const lines writes = writes_of([] {
+            writer("one");
+            std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
+            writer("two");
+        });
+        ASSERT_EQ(writes.size(), 1u);
+        EXPECT_TRUE(writes[0].ends_with("one\n"));
     });
-    ASSERT_EQ(writes.size(), 1u);
-    EXPECT_TRUE(writes[0].ends_with("one\n"));
 }
 
-TEST(log_output, shows_the_time_of_the_clock)
+TEST_F(log_output, shows_the_time_of_the_clock)
 {
-    const auto now = [] {
-        const std::time_t seconds = std::time(nullptr);
-        char text[32];
-        const std::size_t length = std::strftime(text, sizeof(text), "%m/%d %H:%M:%S", std::localtime(&seconds));
-        return std::string(text, length);
-    };
-    const std::string before = now();
-    const lines writes = writes_of([] { writer("text"); });
-    const std::string after = now();
-    ASSERT_EQ(writes.size(), 1u);
-    EXPECT_LE(before, writes[0].substr(0, before.size()));
-    EXPECT_GE(after, writes[0].substr(0, before.size()));
-}
-
-TEST(log_output, is_not_printed_twice_by_a_process_that_forks)
-{
-    const std::string cut(400, 'x');
-    const lines writes = writes_of([&cut] {
-        writer("before");
-        writer(cut.c_str());
-        if (const pid_t child = fork()) {
-            waitpid(child, nullptr, 0);
-            writer("parent");
-        } else {
-            writer("child");
+    in_a_copy([] {
+        const std::time_t before = std::time(nullptr);
+        const lines writes = writes_of([] { writer("text"); });
+        const std::time_t after = std::time(nullptr);
+        ASSERT_EQ(writes.size(), 1u);
+        lines times;
+        for (std::time_t seconds = before; seconds <= after; ++seconds) {
+            char text[32];
+            const std::size_t length = std::strftime(text, sizeof(text), "%m/%d %H:%M:%S", std::localtime(&seconds));
+            times.emplace_back(text, length);
         }
-        std::fflush(stdout);
+        const std::string shown = writes[0].substr(0, std::strlen("11/20 10:42:52"));
+        EXPECT_EQ(std::ranges::count(times, shown), 1) << shown << " is none of " << testing::PrintToString(times);
     });
-    lines texts;
-    for (const std::string& text : writes)
-        texts.push_back(text.substr(text.find('|') + 2));
-    EXPECT_EQ(texts, (lines{"before\n", cut.substr(0, LONGEST_MESSAGE), "child\n", "parent\n"}));
+}
+
+TEST_F(log_output, is_not_printed_twice_by_a_process_that_forks)
+{
+    in_a_copy([] {
+        const std::string cut(400, 'x');
+        const lines writes = writes_of([&cut] {
+            writer("before");
+            writer(cut.c_str());
+            if (const pid_t child = fork()) {
+                waitpid(child, nullptr, 0);
+                writer("parent");
+            } else {
+                writer("child");
+            }
+            std::fflush(stdout);
+        });
+        lines texts;
+        for (const std::string& text : writes)
+            texts.push_back(text.substr(text.find('|') + 2));
+        EXPECT_EQ(texts, (lines{"before\n", cut.substr(0, LONGEST_MESSAGE), "child\n", "parent\n"}));
+    });
 }
 
 TEST(log_level, is_info_before_anything_is_configured)
@@ -436,7 +450,7 @@ TEST(init_logging, maps_a_level_above_four_to_error)
     for (const auto& [level, set] : cases) {
         SCOPED_TRACE(level);
         host h(VESK_LOG_DEBUG);
-        expect_init(h, "/srv/log", MIB, false);
+        expect_log_opened(h, agent_log("/srv/log", MIB));
         EXPECT_EQ(init_logging(static_cast<eVESK_LOG_LEVEL>(level), "/srv/log", "agent", 2), 0);
         EXPECT_EQ(m_log_level, set);
         EXPECT_EQ(h.log(), set < VESK_LOG_INFO ? lines{}
@@ -470,7 +484,7 @@ TEST(init_logging, rotates_a_file_above_the_limit)
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.size) + " bytes, limit " + std::to_string(c.limit));
         host h;
-        expect_init(h, "/srv/log", c.size, c.rotates);
+        expect_log_opened(h, agent_log("/srv/log", c.size, c.rotates));
         EXPECT_EQ(init_logging(VESK_LOG_INFO, "/srv/log", "agent", c.limit), 0);
         const std::string exceeds =
             "init_logging I Daemon logfile: //srv/log/agent.0.log exceeds max size, recreating.";
@@ -483,7 +497,7 @@ TEST(init_logging, rotates_a_file_above_the_limit)
 TEST(init_logging, says_why_it_rotates)
 {
     host h;
-    expect_init(h, "/srv/log", 2 * MIB + 1, true);
+    expect_log_opened(h, agent_log("/srv/log", 2 * MIB + 1, true));
     init_logging(VESK_LOG_INFO, "/srv/log", "agent", 2);
     EXPECT_EQ(h.log(), (lines{
                            "filesize I Logfile: //srv/log/agent.0.log is =< 3 MB",
@@ -513,7 +527,9 @@ TEST(init_logging, does_not_notice_commands_that_fail)
 {
     for (const int status : {-1, 256, 9}) {
         host h;
-        expect_init(h, "/srv/log", 2 * MIB + 1, true, status);
+        announced_log log = agent_log("/srv/log", 2 * MIB + 1, true);
+        log.status = status;
+        expect_log_opened(h, log);
         EXPECT_EQ(init_logging(VESK_LOG_ERROR, "/srv/log", "agent", 2), 0);
         EXPECT_EQ(h.log(), lines{});
     }
@@ -537,7 +553,7 @@ TEST(init_logging, refuses_a_directory_of_two_characters_or_fewer)
 TEST(init_logging, accepts_a_directory_of_three_characters)
 {
     host h;
-    expect_init(h, "abc", {}, false);
+    expect_log_opened(h, agent_log("abc"));
     EXPECT_EQ(init_logging(VESK_LOG_INFO, "abc", "agent", 2), 0);
 }
 
@@ -549,7 +565,7 @@ TEST(init_logging, reads_no_further_than_400_characters_of_the_directory)
     host h(VESK_LOG_ERROR);
     h.expect("system mkdir -p '/" + text + "'");
     h.expect_stat(path, MIB + 1);
-    expect_rotation(h, "/" + text + "/agent.");
+    expect_log_rotated(h, agent_log(text));
     h.expect("open " + path + " O_WRONLY|O_CREAT|O_APPEND 0666", -1, ENAMETOOLONG);
     EXPECT_EQ(init_logging(VESK_LOG_ERROR, dir.data(), "agent", 1), -1);
     EXPECT_EQ(h.raw_log(), (prefix('E', "init_logging") + "Error opening logfile " + path).substr(0, 399));
@@ -595,13 +611,9 @@ TEST(init_logging, announces_what_it_does_and_reports_what_it_has_done)
 TEST(init_logging, accepts_descriptor_zero)
 {
     host h;
-    h.expect("system mkdir -p '/srv'");
-    h.expect("stat /srv/agent.0.log", -1, ENOENT);
-    h.expect("open /srv/agent.0.log O_WRONLY|O_CREAT|O_APPEND 0666", 0);
-    h.expect("dup2 0 1", 1);
-    h.expect("dup2 0 2", 2);
-    h.expect("close 0");
-    h.expect("system chmod -R 777 '/srv'");
+    announced_log log = agent_log("srv");
+    log.fd = 0;
+    expect_log_opened(h, log);
     EXPECT_EQ(init_logging(VESK_LOG_INFO, "srv", "agent", 2), 0);
 }
 
@@ -609,7 +621,7 @@ TEST(init_logging, stops_when_the_file_cannot_be_opened)
 {
     for (const eVESK_LOG_LEVEL level : {VESK_LOG_CRITICAL, VESK_LOG_ERROR, VESK_LOG_INFO}) {
         host h(VESK_LOG_DEBUG);
-        h.expect("system mkdir -p '//srv/log'");
+        expect_log_directory_made(h, agent_log("/srv/log"));
         h.expect("stat //srv/log/agent.0.log", -1, EACCES);
         h.expect("open //srv/log/agent.0.log O_WRONLY|O_CREAT|O_APPEND 0666", -1, EACCES);
         EXPECT_EQ(init_logging(level, "/srv/log", "agent", 2), VESK_LOG_NOT_OPENED);

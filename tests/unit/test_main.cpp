@@ -1,6 +1,6 @@
 #include "haldo_build_id.h"
 #include "haldo_version.h"
-#include "support/host.h"
+#include "support/calls.h"
 #include "vesk_log.h"
 
 #include <algorithm>
@@ -15,10 +15,6 @@ using lines = std::vector<std::string>;
 
 namespace
 {
-
-constexpr int HCC = 3;
-constexpr int HDC = 4;
-constexpr const char* LOG_FILE = "//var/log/haldo/haldohostsw.0.log";
 
 const lines version_lines = {
     "main I haldohostswd daemon version " HALDO_VERSION,
@@ -57,82 +53,48 @@ class process_host : public host
 public:
     void expect_devices_opened()
     {
-        expect("open /dev/haldo_host0 O_RDWR", HCC);
-        expect("open /dev/haldo_host1 O_RDWR", HDC);
+        expect_nodes_opened(*this);
         expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32, {7}));
         expect_ioctl(HCC, 0x7802, zero_filled(252), zero_filled(252));
         expect_ioctl(HCC, 0x7803, zero_filled(252), zero_filled(252));
     }
-    void expect_devices_closed()
-    {
-        expect("close 4");
-        expect("close 3");
-    }
-    void expect_log_opened()
-    {
-        expect("system mkdir -p '//var/log/haldo'");
-        expect("stat " + std::string(LOG_FILE), -1, ENOENT);
-        expect("open " + std::string(LOG_FILE) + " O_WRONLY|O_CREAT|O_APPEND 0666", 7);
-        expect("dup2 7 1", 1);
-        expect("dup2 7 2", 2);
-        expect("close 7");
-        expect("system chmod -R 777 '//var/log/haldo'");
-    }
-    void expect_log_not_opened()
-    {
-        expect("system mkdir -p '//var/log/haldo'");
-        expect("stat " + std::string(LOG_FILE), -1, ENOENT);
-        expect("open " + std::string(LOG_FILE) + " O_WRONLY|O_CREAT|O_APPEND 0666", -1, EROFS);
-    }
+    void expect_devices_closed() { expect_nodes_closed(*this); }
     void expect_agent_pid_file_removed() { expect("remove /tmp/haldohostsw.pid", -1, ENOENT); }
-    void expect_fork(int result)
+    // What follows the devices, up to where a process detaches itself.
+    void expect_configured(const std::string& config = "")
     {
-        for (const char* signal : {"SIGCHLD", "SIGUSR1", "SIGALRM", "SIGTERM", "SIGHUP"})
-            expect(std::string("signal ") + signal + " daemon_handler");
-        expect("fork", result);
+        expect_config(config);
+        expect_log_opened(*this);
+        expect_agent_pid_file_removed();
+    }
+    void expect_started(const std::string& config = "")
+    {
+        expect_devices_opened();
+        expect_configured(config);
+    }
+    // The start of a process that does not detach itself.
+    void expect_started_by_init(const std::string& config = "")
+    {
+        ppid = 1;
+        expect_started(config);
     }
     void expect_detached()
     {
-        expect_fork(0);
-        expect("open /var/run/haldohostswd.pid O_RDWR|O_CREAT|O_CLOEXEC 0640", 8);
-        expect("lockf 8 F_TLOCK 0");
-        expect("write 8 \"4321\\n\"", 5);
-        expect("signal SIGCHLD SIG_DFL");
-        expect("signal SIGTSTP SIG_IGN");
-        expect("signal SIGTTOU SIG_IGN");
-        expect("signal SIGTTIN SIG_IGN");
-        expect("signal SIGHUP SIG_IGN");
-        expect("signal SIGTERM SIG_DFL");
-        expect("umask 0000");
-        expect("setsid", 4321);
-        expect("chdir /");
-        expect("open /dev/null O_RDONLY", 9);
-        expect("dup2 9 0");
-        expect("close 9");
-        expect("kill 1234 SIGUSR1");
+        expect_fork(*this, 0);
+        expect_all(*this, child_calls);
     }
-    // Up to the loop.
+    // From there to the loop.
     void expect_running(const std::string& delay = "1", const std::string& who = "")
     {
         expect("signal SIGCHLD SIG_IGN");
         expect("sleep " + delay);
         expect_popen("who -u", who);
     }
-    // The start as init's child, up to the loop.
-    void expect_started_by_init(const std::string& config = "")
-    {
-        ppid = 1;
-        expect_devices_opened();
-        expect_config(config);
-        expect_log_opened();
-        expect_agent_pid_file_removed();
-        expect_running();
-    }
     // A first pass of the loop for the login screen; status is that of the agent.
     void expect_pass(int status)
     {
         expect_config("");
-        expect("stat " + std::string(LOG_FILE), -1, ENOENT);
+        expect_log_looked_at(*this);
         expect_popen("who -u", "");
         expect("sleep 5");
         expect_popen("/usr/bin/haldo_xauthority", "");
@@ -176,8 +138,7 @@ TEST(main, opens_the_devices_before_it_says_anything)
 {
     process_host h;
     h.uid = 1000;
-    h.expect("open /dev/haldo_host0 O_RDWR", -1, ENOENT);
-    h.expect("open /dev/haldo_host1 O_RDWR", -1, ENOENT);
+    expect_nodes_opened(h, ENOENT, ENOENT);
     EXPECT_EQ(h.returned(), 0);
     EXPECT_EQ(h.log(), joined({{
                                    "cVESK_HALDO_LINK E failed to initialize Haldo HCC device object (ret=-510)",
@@ -220,7 +181,7 @@ TEST(main, ends_when_the_log_cannot_be_opened)
     process_host h;
     h.expect_devices_opened();
     h.expect_config("");
-    h.expect_log_not_opened();
+    expect_log_not_opened(h, EROFS);
     h.expect_devices_closed();
     EXPECT_EQ(h.returned(), 0);
     EXPECT_EQ(h.log(), joined({version_lines, log_failed_lines}));
@@ -230,10 +191,7 @@ TEST(main, detaches_runs_the_agent_and_shuts_down_in_order_when_it_is_interrupte
 {
     for (const int signum : {SIGINT, SIGQUIT}) {
         process_host h;
-        h.expect_devices_opened();
-        h.expect_config("");
-        h.expect_log_opened();
-        h.expect_agent_pid_file_removed();
+        h.expect_started();
         h.expect_detached();
         h.expect_running();
         h.expect_pass(signum);
@@ -248,6 +206,7 @@ TEST(main, does_not_detach_from_init)
 {
     process_host h;
     h.expect_started_by_init();
+    h.expect_running();
     h.expect_pass(SIGINT);
     h.expect_shut_down();
     EXPECT_EQ(h.returned(), 0);
@@ -259,11 +218,8 @@ TEST(main, lets_the_starting_process_wait_for_its_child)
 {
     for (const auto& [signum, status] : {std::pair(SIGUSR1, 0), {SIGALRM, 1}, {SIGCHLD, 1}}) {
         process_host h;
-        h.expect_devices_opened();
-        h.expect_config("");
-        h.expect_log_opened();
-        h.expect_agent_pid_file_removed();
-        h.expect_fork(555);
+        h.expect_started();
+        expect_fork(h, 555);
         h.expect("alarm 2");
         h.expect_interrupted("pause", signum);
         EXPECT_EQ(h.returned(), -1);
@@ -274,12 +230,9 @@ TEST(main, lets_the_starting_process_wait_for_its_child)
 TEST(main, ends_a_second_instance_at_the_lock)
 {
     process_host h;
-    h.expect_devices_opened();
-    h.expect_config("");
-    h.expect_log_opened();
-    h.expect_agent_pid_file_removed();
-    h.expect_fork(0);
-    h.expect("open /var/run/haldohostswd.pid O_RDWR|O_CREAT|O_CLOEXEC 0640", 8);
+    h.expect_started();
+    expect_fork(h, 0);
+    h.expect(OPEN_LOCK, 8);
     h.expect("lockf 8 F_TLOCK 0", -1, EAGAIN);
     EXPECT_EQ(h.returned(), -1);
     EXPECT_EQ(h.exited, 1);
@@ -309,8 +262,9 @@ TEST(main, leaves_the_driver_alone_when_it_is_disabled_while_it_runs)
 {
     process_host h;
     h.expect_started_by_init();
+    h.expect_running();
     h.expect_pass(0);
-    h.expect_log_opened();
+    expect_log_opened(h);
     h.expect("sleep 1");
     h.expect_config("DaemonEnable=0\n");
     h.expect_devices_closed();
@@ -323,8 +277,9 @@ TEST(main, leaves_the_driver_alone_when_its_log_cannot_be_opened_again)
 {
     process_host h;
     h.expect_started_by_init();
+    h.expect_running();
     h.expect_pass(0);
-    h.expect_log_not_opened();
+    expect_log_not_opened(h, EROFS);
     h.expect_devices_closed();
     EXPECT_EQ(h.returned(), 0);
     EXPECT_EQ(h.log(),
@@ -336,11 +291,7 @@ TEST(main, waits_as_long_as_configured_before_it_starts)
     for (const auto& [config, delay] :
          {std::pair("DaemonStartDelay=7\n", "7"), {"DaemonStartDelay=0\n", "0"}, {"DaemonStartDelay=-5\n", "0"}}) {
         process_host h;
-        h.ppid = 1;
-        h.expect_devices_opened();
-        h.expect_config(config);
-        h.expect_log_opened();
-        h.expect_agent_pid_file_removed();
+        h.expect_started_by_init(config);
         h.expect_running(delay);
         h.expect_config("DaemonEnable=0\n");
         h.expect_devices_closed();
@@ -351,14 +302,10 @@ TEST(main, waits_as_long_as_configured_before_it_starts)
 TEST(main, remembers_the_user_who_was_there_before_the_loop)
 {
     process_host h;
-    h.ppid = 1;
-    h.expect_devices_opened();
-    h.expect_config("");
-    h.expect_log_opened();
-    h.expect_agent_pid_file_removed();
+    h.expect_started_by_init();
     h.expect_running("1", "alice :0\n");
     h.expect_config("");
-    h.expect("stat " + std::string(LOG_FILE), -1, ENOENT);
+    expect_log_looked_at(h);
     h.expect("popen who -u", -1, ENOMEM);
     h.expect("sleep 5");
     h.expect_popen("/usr/bin/haldo_xauthority", "");
@@ -374,11 +321,7 @@ TEST(main, remembers_the_user_who_was_there_before_the_loop)
 TEST(main, goes_on_when_the_login_is_not_known_before_the_loop)
 {
     process_host h;
-    h.ppid = 1;
-    h.expect_devices_opened();
-    h.expect_config("");
-    h.expect_log_opened();
-    h.expect_agent_pid_file_removed();
+    h.expect_started_by_init();
     h.expect("signal SIGCHLD SIG_IGN");
     h.expect("sleep 1");
     h.expect("popen who -u", -1, ENOMEM);
@@ -391,11 +334,8 @@ TEST(main, lives_its_whole_life_without_the_card)
 {
     process_host h;
     h.ppid = 1;
-    h.expect("open /dev/haldo_host0 O_RDWR", -1, ENOENT);
-    h.expect("open /dev/haldo_host1 O_RDWR", -1, ENOENT);
-    h.expect_config("");
-    h.expect_log_opened();
-    h.expect_agent_pid_file_removed();
+    expect_nodes_opened(h, ENOENT, ENOENT);
+    h.expect_configured();
     h.expect_running();
     h.expect_pass(SIGINT);
     EXPECT_EQ(h.returned(), 0);
@@ -419,11 +359,7 @@ TEST(main, lives_its_whole_life_without_the_card)
 TEST(main, looks_for_a_user_before_it_shows_the_configuration)
 {
     process_host h;
-    h.ppid = 1;
-    h.expect_devices_opened();
-    h.expect_config("DaemonLogLevel=4\n");
-    h.expect_log_opened();
-    h.expect_agent_pid_file_removed();
+    h.expect_started_by_init("DaemonLogLevel=4\n");
     h.expect_running("1", "carol pts/0\n");
     h.expect_config("DaemonEnable=0\n");
     h.expect_devices_closed();
@@ -439,11 +375,7 @@ TEST(main, says_that_it_runs_before_it_ignores_its_children)
 {
     process_host h;
     lines before;
-    h.ppid = 1;
-    h.expect_devices_opened();
-    h.expect_config("");
-    h.expect_log_opened();
-    h.expect_agent_pid_file_removed();
+    h.expect_started_by_init();
     h.expect_meanwhile("signal SIGCHLD SIG_IGN", [&] { before = h.log(); });
     h.expect("sleep 1");
     h.expect_popen("who -u", "");
@@ -457,6 +389,7 @@ TEST(main, traces_its_end_at_the_debug_level)
 {
     process_host h;
     h.expect_started_by_init("DaemonLogLevel=4\n");
+    h.expect_running();
     h.expect_pass(SIGINT);
     h.expect_shut_down();
     EXPECT_EQ(h.returned(), 0);

@@ -1,5 +1,5 @@
 #include "supervision.h"
-#include "support/host.h"
+#include "support/calls.h"
 #include "vesk_log.h"
 
 #include <algorithm>
@@ -63,33 +63,14 @@ public:
         get_config(&state.config);
         m_log_level = level;
     }
-    std::string file(int generation = 0) const
-    {
-        return "/" + dir + "/haldohostsw." + std::to_string(generation) + ".log";
-    }
-    void expect_log_opened(bool rotates = false)
-    {
-        expect("system mkdir -p '/" + dir + "'");
-        expect_stat(file(), log_size);
-        for (int i = 4; rotates && i >= 1; --i)
-            expect("system mv " + file(i - 1) + " " + file(i));
-        expect("open " + file() + " O_WRONLY|O_CREAT|O_APPEND 0666", 7);
-        expect("dup2 7 1", 1);
-        expect("dup2 7 2", 2);
-        expect("close 7");
-        expect("system chmod -R 777 '/" + dir + "'");
-    }
-    void expect_log_not_opened()
-    {
-        expect("system mkdir -p '/" + dir + "'");
-        expect_stat(file(), log_size);
-        expect("open " + file() + " O_WRONLY|O_CREAT|O_APPEND 0666", -1, EACCES);
-    }
+    announced_log own_log(bool rotates = false) const { return {.dir = dir, .size = log_size, .rotates = rotates}; }
+    void expect_log_opened(bool rotates = false) { ::expect_log_opened(*this, own_log(rotates)); }
+    void expect_log_not_opened() { ::expect_log_not_opened(*this, EACCES, own_log()); }
     void expect_config_read(const pass& p)
     {
         expect_config(p.config);
         if (p.log == LOG_LOOKED_AT || p.log == LOG_LOOKED_AT_AND_OPENED)
-            expect_stat(file(), log_size);
+            expect_log_looked_at(*this, own_log());
         if (p.log == LOG_OPENED || p.log == LOG_LOOKED_AT_AND_OPENED)
             expect_log_opened(p.log == LOG_LOOKED_AT_AND_OPENED);
     }
@@ -377,17 +358,10 @@ TEST(supervise_agent, reads_no_further_than_members_that_have_no_terminator)
     const std::string options(100, 'o');
     const std::size_t length = agent(1, "not_found", options).size() + dir.size() - "/var/log/haldo"s.size();
     supervised_host h("HostSWOptions=" + options + "\nLogDirLocation=" + dir + "\nDaemonLogLevel=2\n", VESK_LOG_ERROR);
-    const std::string cut = "/" + dir.substr(0, 398);
-    h.expect_config("");
-    h.expect_stat(cut, 0);
+    h.dir = dir;
+    h.expect_config_read({.log = LOG_LOOKED_AT});
     h.expect_login_and_command({.who = "", .xauthority_delay = 5});
-    h.expect("system mkdir -p '/" + dir + "'");
-    h.expect_stat(cut, 0);
-    h.expect("open " + cut + " O_WRONLY|O_CREAT|O_APPEND 0666", 7);
-    h.expect("dup2 7 1", 1);
-    h.expect("dup2 7 2", 2);
-    h.expect("close 7");
-    h.expect("system chmod -R 777 '/" + dir + "'");
+    h.expect_log_opened();
     h.expect("sleep 1");
     h.expect_config("DaemonEnable=0\n");
     EXPECT_EQ(h.supervise(), LOOP_CANNOT_GO_ON);
@@ -485,6 +459,23 @@ TEST(supervise_agent, opens_the_log_again_when_level_directory_or_size_call_for_
         // Nothing is run for root, so that the command is of no interest here.
         h.expect_login_and_command({.who = "root :0\n"});
         h.log_size = 0;
+        h.expect_log_opened();
+        h.expect("sleep 1");
+        h.expect_config("DaemonEnable=0\n");
+        EXPECT_EQ(h.supervise(), LOOP_CANNOT_GO_ON);
+    }
+}
+
+TEST(supervise_agent, tells_directories_apart_by_each_of_their_400_characters)
+{
+    const std::string dir(400, 'd');
+    for (const std::size_t other : {0, 398, 399}) {
+        SCOPED_TRACE(other);
+        supervised_host h("LogDirLocation=" + dir + "\n");
+        h.dir = dir;
+        h.dir[other] = 'D';
+        h.expect_config_read({.config = "LogDirLocation=" + h.dir + "\n", .log = LOG_OPENED});
+        h.expect_login_and_command({.who = "root :0\n", .xauthority_delay = 5});
         h.expect_log_opened();
         h.expect("sleep 1");
         h.expect_config("DaemonEnable=0\n");

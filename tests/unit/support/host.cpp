@@ -44,7 +44,11 @@ struct host::state {
     int unannounced = 0;
     ioctl_server server;
     std::map<int, handler> handlers;
-    std::map<std::FILE*, step> pipes;
+    struct stream {
+        step opened;
+        bool is_pipe;
+    };
+    std::map<std::FILE*, stream> streams; // not closed yet
     std::deque<std::string> files;
 
     std::jmp_buf way_back{};
@@ -254,8 +258,8 @@ host::~host()
     m_log_level = own->log_level_before;
     for (const step& left : own->script)
         own->problems += "announced, but never called: " + left.call + "\n";
-    for (const auto& [stream, left] : own->pipes) {
-        own->problems += "never closed: " + left.call + "\n";
+    for (const auto& [stream, left] : own->streams) {
+        own->problems += "never closed: " + left.opened.call + "\n";
         std::fclose(stream);
     }
     if (!own->problems.empty())
@@ -418,8 +422,7 @@ std::FILE* host::state::open_stream(const std::string& line, bool is_pipe)
     }
     std::string& content = files.emplace_back(std::move(announced.output));
     std::FILE* stream = fmemopen(content.data(), content.size(), "r");
-    if (is_pipe)
-        pipes[stream] = std::move(announced);
+    streams[stream] = {std::move(announced), is_pipe};
     return stream;
 }
 
@@ -477,20 +480,36 @@ extern "C" std::FILE* __wrap_fopen(const char* path, const char* mode)
     return current->open_stream(with_mode("fopen", mode, path), false);
 }
 
+// Streams of the tests' own are closed as ever.
+extern "C" int __real_fclose(std::FILE* stream);
+extern "C" int __wrap_fclose(std::FILE* stream)
+{
+    if (current != nullptr) {
+        const auto file = current->streams.find(stream);
+        if (file != current->streams.end() && file->second.is_pipe) {
+            current->problems += "fclose of something that popen opened\n";
+            return EOF;
+        }
+        if (file != current->streams.end())
+            current->streams.erase(file);
+    }
+    return __real_fclose(stream);
+}
+
 extern "C" int __real_pclose(std::FILE* stream);
 extern "C" int __wrap_pclose(std::FILE* stream)
 {
     if (current == nullptr)
         return __real_pclose(stream);
-    const auto pipe = current->pipes.find(stream);
-    if (pipe == current->pipes.end()) {
+    const auto pipe = current->streams.find(stream);
+    if (pipe == current->streams.end() || !pipe->second.is_pipe) {
         current->problems += "pclose of something that popen did not open\n";
         return -1;
     }
-    const int result = pipe->second.close_result;
-    const int error = pipe->second.close_error;
-    current->pipes.erase(pipe);
-    std::fclose(stream);
+    const int result = pipe->second.opened.close_result;
+    const int error = pipe->second.opened.close_error;
+    current->streams.erase(pipe);
+    __real_fclose(stream);
     if (error != 0)
         errno = error;
     return result;

@@ -1,11 +1,8 @@
 // A link on two announced nodes, with its members in sight.
 #pragma once
 
-#include "host.h"
+#include "calls.h"
 #include "vesk_haldo_link.h"
-
-inline constexpr int HCC = 3;
-inline constexpr int HDC = 4;
 
 struct visible_link : cVESK_HALDO_LINK {
     using cVESK_HALDO_LINK::bmp_cache;
@@ -21,18 +18,6 @@ struct visible_link : cVESK_HALDO_LINK {
     using cVESK_HALDO_LINK::started;
 };
 
-inline void expect_nodes_opened(host& h)
-{
-    h.expect("open /dev/haldo_host0 O_RDWR", HCC);
-    h.expect("open /dev/haldo_host1 O_RDWR", HDC);
-}
-
-inline void expect_nodes_closed(host& h)
-{
-    h.expect("close 4");
-    h.expect("close 3");
-}
-
 // A link that was constructed with firmware that offers nothing; what that wrote is not in the log. It closes its nodes
 // at the end.
 class constructed_link
@@ -40,8 +25,7 @@ class constructed_link
 public:
     explicit constructed_link(host& h) : h(h)
     {
-        expect_nodes_opened(h);
-        h.expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32));
+        expect_link_constructed(h);
         link.emplace();
         h.raw_log();
     }
