@@ -62,6 +62,9 @@ struct sVESK_REQUEST_STRUCT {
     REQUEST(0x7912, HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB,        HDC,   0, 2000) \
     REQUEST(0x7913, HDC_IOCTL_KMP_HOIP_HOST_RDY,            HDC,   0, 1000)
 
+// What is stated instead for the wake-on-LAN variable, in 0x7802 and 0x7803.
+inline constexpr std::uint32_t VESK_WOL_CFG_TIMEOUT_MS = 2000;
+
 // Each request under its own name.
 #define VESK_REQUEST(code, name, node, length, timeout_ms) \
     inline constexpr sVESK_REQUEST_STRUCT name{code, #name, VESK_NODE_##node, length, timeout_ms};

@@ -6,6 +6,7 @@
 #include "vesk_kmp_records.h"
 #include "vesk_result.h"
 
+#include <cstddef>
 #include <cstdint>
 
 // The kind of a cursor bitmap.
@@ -27,10 +28,17 @@ struct bmp_cache_entry {
     std::uint32_t len;  // valid bytes in data
 };
 
+// The most entries that the mirror has.
+inline constexpr int BMP_CACHE_MAX = 16;
+
+struct sVESK_HMI_OPERATION_STRUCT;
+struct sVESK_IMG_OPERATION_STRUCT;
+
 // One object owns both device nodes from construction to destruction. Every operation is one or a few blocking
 // requests; the object is for one thread, and it is not copied. Operations do not ask whether the link is started.
 //
-// Results are eVESK_RESULT. Failures are logged at the error level, traces at the debug level (vesk_log.h).
+// Results are eVESK_RESULT. Failures are logged at the error level unless an operation says otherwise, traces at the
+// debug level (vesk_log.h).
 class cVESK_HALDO_LINK
 {
 public:
@@ -40,8 +48,8 @@ public:
     // lines; it is not tried again in the life of the object.
     cVESK_HALDO_LINK();
 
-    // Closes the driver channel, then the control channel. Does not stop a started link: the driver cleans up behind a
-    // node that is closed.
+    // Releases the cursor shape cache and closes the driver channel, then the control channel. Does not stop a started
+    // link: the driver cleans up behind a node that is closed.
     ~cVESK_HALDO_LINK();
 
     cVESK_HALDO_LINK(const cVESK_HALDO_LINK&) = delete;
@@ -90,6 +98,134 @@ public:
     int img_user_ext_cfg_get_avail() const;
     int img_user_ext_cfg_set_avail() const;
 
+    // The same for reading and writing the wake-on-LAN configuration. Where the map offers it they also read the
+    // session tag (is_sess_view_brokered: one request, with its log lines): while the view is brokered neither is
+    // available. A tag that cannot be read does not stand in the way.
+    int wol_cfg_get_avail();
+    int wol_cfg_set_avail();
+
+    // --- Session. docs/protocol.md, "Session". ---
+
+    // Reads the state of the session's link: variable 3, 40 bytes. Returns VESK_OK; VESK_INVALID_ARGUMENT when out is
+    // null; VESK_NOT_SUPPORTED (sess_link_get_avail); VESK_FAILED or VESK_NOT_INITIALIZED from the request. On failure
+    // *out is untouched. The ip text may fill its member without a terminator.
+    int sess_link_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT* out);
+
+    // Follows the session: to be called periodically. Reads the state of the link into *state. When its transition
+    // counter differs from the one seen last, and at the first successful read: drops the KMP context, fetches it anew
+    // if a session is connected and sizes the cursor shape cache by it, and sets *changed to 1, whether or not that
+    // fetch succeeded; it is not repeated until the next transition. Otherwise *changed is 0. When the state cannot be
+    // read (also for a null state) *state is untouched and the context is dropped; it stays so until the next
+    // transition, since the counter seen before still counts. changed must not be null.
+    //
+    // The counter seen last is the process's, not the object's. In a program with two link objects each change is
+    // reported to the one that asks first, and to that one alone; a link made later does not fetch the context of a
+    // session that is already known. Such a program calls this for one of its links and, whenever that one reports a
+    // change, kmp_pri_ctxt_reset, kmp_pri_ctxt_get (if connected) and init_bitmap_cache for the other.
+    void link_heartbeat(int* changed, sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT* state);
+
+    // Ends the session: variable 9 with the reason, where the firmware takes it; otherwise, and when that fails,
+    // variable 3 with a zero payload, which carries no reason. Returns VESK_OK; VESK_NOT_SUPPORTED when the second way
+    // is not offered, also after a failure of the first; VESK_FAILED or VESK_NOT_INITIALIZED from the last request.
+    int sess_link_disc(unsigned int reason);
+
+    // Stores the state of the host's session with the driver: local variable 0. Returns VESK_OK; VESK_NOT_SUPPORTED,
+    // with nothing sent, for a state above 8; VESK_FAILED or VESK_NOT_INITIALIZED. A negative state is sent.
+    int host_sess_state_set(eVESK_HALDO_HMI_HOST_SESSION_STATE state);
+
+    // Reads it back into *out, which is untouched on failure and must not be null. Returns VESK_OK, VESK_FAILED or
+    // VESK_NOT_INITIALIZED.
+    int host_sess_state_get(eVESK_HALDO_HMI_HOST_SESSION_STATE* out);
+
+    // Reads or writes the session tag: variable 4, 244 bytes, whole in both directions. Returns VESK_OK;
+    // VESK_INVALID_ARGUMENT when tag is null; VESK_NOT_SUPPORTED (sess_tag_set only: sess_tag_set_avail; reading asks
+    // nothing); VESK_FAILED or VESK_NOT_INITIALIZED. A failed read leaves *tag untouched. The text may fill its member
+    // without a terminator.
+    int sess_tag_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT* tag);
+    int sess_tag_set(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT* tag);
+
+    // Reads the session tag and returns 1 when its flags say that the view is brokered; 0 otherwise, also when it
+    // cannot be read.
+    int is_sess_view_brokered();
+
+    // --- Network and statistics. docs/protocol.md, "Network and statistics". ---
+
+    // Each reads one variable into *out. Returns VESK_OK; VESK_INVALID_ARGUMENT when out is null; VESK_NOT_SUPPORTED
+    // (the predicate of the same name); VESK_FAILED or VESK_NOT_INITIALIZED. On failure *out is untouched.
+    int link_info_get(sVESK_HALDO_HCC_APDU_HMI_VAR_LINK_INFO_STRUCT* out); // variable 1, 32 bytes
+    int ipv4_cfg_get(sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT* out);   // variable 2, 84 bytes
+    int conn_port_get(sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT* out); // variable 5, 4 bytes
+    int sess_stat_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT* out); // variable 6, 100 bytes
+
+    // Resets the session statistics: variable 6, zero payload. Returns VESK_OK, VESK_NOT_SUPPORTED
+    // (sess_stat_reset_avail), VESK_FAILED or VESK_NOT_INITIALIZED.
+    int sess_stat_reset();
+
+    // Switches the card's Unicode mode: variable 12, u32. enable is sent as it is. Returns as sess_stat_reset does
+    // (unicode_set_avail).
+    int unicode_set(unsigned int enable);
+
+    // Reads the driver's local information word: local variable 1. Returns VESK_OK; VESK_INVALID_ARGUMENT when out is
+    // null; VESK_FAILED or VESK_NOT_INITIALIZED. On failure *out is untouched.
+    int local_info_get(unsigned int* out);
+
+    // Reads or writes the wake-on-LAN configuration: variable 8, 40 bytes, whole in both directions, after the request
+    // that asks whether the view is brokered. Returns VESK_OK; VESK_INVALID_ARGUMENT, before any request, when cfg is
+    // null; VESK_NOT_SUPPORTED (wol_cfg_get_avail for both: what can be read can be set); VESK_FAILED or
+    // VESK_NOT_INITIALIZED. A failed read leaves *cfg untouched.
+    int wol_cfg_get(sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT* cfg);
+    int wol_cfg_set(sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT* cfg);
+
+    // --- Imaging. docs/protocol.md, "Imaging". ---
+
+    // Sets the user's imaging preference, 0 to 100, of the running session (0x7845) or as the cached setting (0x7847).
+    // Returns VESK_OK; VESK_INVALID_ARGUMENT above 100, before anything else; VESK_NOT_SUPPORTED
+    // (img_user_ext_cfg_set_avail), which is logged at the debug level only; VESK_FAILED or VESK_NOT_INITIALIZED.
+    int img_user_cfg_set(unsigned int value);
+    int img_user_cfg_cache_set(unsigned int value);
+
+    // Reads what the client requested: 0x7846. Returns VESK_OK; VESK_INVALID_ARGUMENT when cfg is null;
+    // VESK_NOT_SUPPORTED (img_user_ext_cfg_get_avail), logged at the debug level only, with *cfg untouched; VESK_FAILED
+    // or VESK_NOT_INITIALIZED, with *cfg zero.
+    int img_user_cfg_req_get(sVESK_HALDO_LINK_IMG_USER_CFG_STRUCT* cfg);
+
+    // --- Display topology. docs/protocol.md, "Display topology". ---
+
+    // Reads the firmware's layout: 0x7840, 72 bytes, with the caller's record as the request: its first two words are
+    // the caller's to fill. Returns VESK_OK; VESK_INVALID_ARGUMENT when topo is null; VESK_NOT_INITIALIZED, with
+    // *topo untouched; VESK_FAILED, with *topo undefined.
+    int disp_topology_get(sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT* topo);
+
+    // Reads the layout that the firmware reports on its own, with a word of the firmware's: 0x7842, 76 bytes. A display
+    // with width or height is used; it keeps its index, and its rotation is 0 to 3 (any other code becomes 3). Unused
+    // entries are zero. Returns VESK_OK; VESK_INVALID_ARGUMENT when one of the pointers is null; VESK_FAILED or
+    // VESK_NOT_INITIALIZED. On failure both are untouched.
+    int async_disp_topology_get(sVESK_HALDO_LINK_DISP_TOPO_STRUCT* topo, unsigned int* value);
+
+    // Tells firmware and driver the host's layout while a session is connected: reads the session's link, then sends
+    // 0x7841 (72 bytes: the four entries as they are) and, if that succeeded, 0x7910 (240 bytes: bounding box and 16.16
+    // coordinates of the active displays, those with width and height). All four entries count, whatever num_disp says.
+    //
+    // The arithmetic is that of 32-bit two's complement: positions at the limits wrap, a division by a total that
+    // wrapped to 0 gives 0 (and so -1 for the scaled right and bottom), and -2^31 / -1 gives -2^31.
+    //
+    // Returns VESK_OK; VESK_INVALID_ARGUMENT, with nothing sent, when topo is null, num_disp is above 4 or a primary
+    // dimension is 0 (a negative one passes); VESK_FAILED when no session is connected or its state cannot be read (not
+    // offered, node closed, request rejected), of which this operation itself writes a debug line only, and when 0x7841
+    // or 0x7910 is rejected.
+    int disp_topology_send(sVESK_HALDO_LINK_DISP_TOPO_STRUCT* topo, int primary_width, int primary_height,
+                           int twinview);
+
+    // Reads the layout that the firmware has cached, with rates and monitors: 0x7843, 272 bytes. An entry counts as
+    // used when it has width or height, or when it has neither and its rate is one of the two marks: that rate then
+    // reads 0. Every entry is copied, used or not; rotations are 0 to 3.
+    //
+    // Returns VESK_OK; VESK_RATE_NO_CACHING or VESK_RATE_NOT_ACTIVE when the rate of an entry without size is that
+    // mark, the last one deciding, with *topo filled all the same; VESK_INVALID_ARGUMENT when topo is null;
+    // VESK_NOT_SUPPORTED (cached_topo_get_avail), logged at the debug level only, VESK_FAILED or VESK_NOT_INITIALIZED,
+    // with *topo zero. Texts may fill their members without a terminator.
+    int cache_disp_topology_get(sVESK_HALDO_LINK_CACHE_DISP_TOPO* topo);
+
     // --- KMP path and context: keyboard, mouse and pointer. docs/protocol.md, "KMP path" and "KMP context". ---
 
     // Opens the KMP path: 0x7821 {1, 1} on HCC, then 0x7900 on HDC. Returns VESK_OK, or the result of the request that
@@ -124,6 +260,15 @@ public:
     // 1 when the context is valid and idle-hide of the local cursor is not in force, else 0.
     int is_client_sc() const;
 
+    // --- Cursor shape cache. docs/protocol.md, "Cursor shape cache". ---
+
+    // Builds the mirror of the client's cache anew, by the sizes of the context: at most 16 entries, fewer when memory
+    // runs out, none when the client does not cache. link_heartbeat calls it. Returns VESK_OK always.
+    int init_bitmap_cache();
+
+    // Releases the mirror's memory. Returns VESK_OK always.
+    int flush_bitmap_cache();
+
     // --- KMP control ---
 
     // Configures the driver: 0x7911, the 8 bytes of cfg as they are. Type 0 (how the cursor is reported): setting 0
@@ -145,12 +290,25 @@ protected:
     std::uint32_t kmp_pri_ctxt_valid = 0;
     int bmp_cache_cnt = 0;           // usable entries of bmp_cache
     std::uint8_t bmp_cache_last = 0; // slot written most recently
-    bmp_cache_entry bmp_cache[16]{};
+    bmp_cache_entry bmp_cache[BMP_CACHE_MAX]{};
 
 private:
-    // Sends a request on its node, with the length and the timeout of the request table.
+    // Sends a request on its node, with the length and the timeout that the request states.
     int send(const sVESK_REQUEST_STRUCT& request, void* record);
 
+    // Performs an operation on an HMI variable: reads its payload into the caller's record, or writes it from there.
+    int hmi_var_access(const sVESK_HMI_OPERATION_STRUCT& operation, void* payload, std::size_t size);
+    template <typename Record> int hmi_var_access(const sVESK_HMI_OPERATION_STRUCT& operation, Record* record)
+    {
+        static_assert(sizeof(Record) <= sizeof(sVESK_HALDO_HCC_HMI_VAR_STRUCT::data));
+        return hmi_var_access(operation, record, sizeof(Record));
+    }
+
+    int wol_cfg_avail(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map);
+
+    int local_var_access(const sVESK_REQUEST_STRUCT& request, std::uint32_t id, std::uint32_t* value);
+    int img_user_cfg_write(const sVESK_IMG_OPERATION_STRUCT& operation, unsigned int value);
+    int send_topology(sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT* fw, sVESK_HALDO_HDC_KMP_DISP_TOPO_STRUCT* kmp);
     int read_variable_map(const char* function, const sVESK_REQUEST_STRUCT& request,
                           sVESK_HALDO_HCC_HMI_AVAIL_STRUCT* map);
     int hdc_comm_ctrl(std::uint32_t open);

@@ -3,6 +3,8 @@
 
 #include "vesk_log.h"
 
+#include <cstdlib>
+
 static constexpr std::uint32_t KMP_PRI_CTXT_REQUEST = 2;
 static constexpr std::uint32_t HDC_COMM_CHANNEL = 1;
 
@@ -153,6 +155,48 @@ int cVESK_HALDO_LINK::lcur_disable_avail() const
 int cVESK_HALDO_LINK::is_client_sc() const
 {
     return kmp_pri_ctxt_valid != 0 && kmp_pri_ctxt.cur_shape_fadeout_enable == 0;
+}
+
+// --- Cursor shape cache ---
+
+int cVESK_HALDO_LINK::init_bitmap_cache()
+{
+    if (kmp_pri_ctxt.cur_shape_caches_supported == 0 || kmp_pri_ctxt.cur_shape_cache_size_supported == 0) {
+        if (bmp_cache_cnt != 0)
+            flush_bitmap_cache();
+        VESK_LOG_D("bitmap caching disabled because client does not support it");
+        bmp_cache_cnt = 0;
+        return VESK_OK;
+    }
+    if (bmp_cache_cnt != 0) {
+        flush_bitmap_cache();
+        VESK_LOG_D("stored bitmap cache is already initialized");
+    }
+    bmp_cache_cnt = kmp_pri_ctxt.cur_shape_caches < BMP_CACHE_MAX ? kmp_pri_ctxt.cur_shape_caches : BMP_CACHE_MAX;
+    bmp_cache_last = 0;
+    for (int i = 0; i < bmp_cache_cnt; ++i) {
+        bmp_cache[i] = {};
+        bmp_cache[i].data = static_cast<std::uint8_t*>(std::malloc(kmp_pri_ctxt.cur_shape_cache_size));
+        if (bmp_cache[i].data == nullptr) {
+            VESK_LOG_E("unable to allocate storage for %d cached bitmap", bmp_cache_cnt - i);
+            bmp_cache_cnt = i;
+        }
+    }
+    VESK_LOG_D("allocated storage for %d cached bitmaps with size %d", bmp_cache_cnt,
+               static_cast<int>(kmp_pri_ctxt.cur_shape_cache_size));
+    return VESK_OK;
+}
+
+int cVESK_HALDO_LINK::flush_bitmap_cache()
+{
+    if (bmp_cache_cnt != 0)
+        VESK_LOG_D("freeing storage for %d bitmaps", bmp_cache_cnt);
+    for (int i = 0; i < bmp_cache_cnt; ++i) {
+        std::free(bmp_cache[i].data);
+        bmp_cache[i].data = nullptr;
+    }
+    bmp_cache_cnt = 0;
+    return VESK_OK;
 }
 
 // --- KMP control ---
