@@ -94,6 +94,8 @@ int main(int argc, char** argv)
     if (journal < 0)
         return EXIT_FAILED;
     cardsim::card card(given.firmware, [journal](std::string_view line) { write_line(journal, line); });
+    if (!given.session.empty())
+        card.connect(given.session);
     for (const auto& fault : given.faults)
         card.order(fault.code, -fault.error);
 

@@ -21,6 +21,7 @@ its driver would, until SIGTERM or SIGINT. Needs the kernel module cuse and root
   --command-map N         firmware commands offered, as a bit map (0x7801)
   --readable-map N        variables that can be read, as a bit map (0x7802, variable 0)
   --writable-map N        variables that can be written, as a bit map (0x7803, variable 0)
+  --session IP            start with a connected session of the client at IP, a text of at most 35 characters
   --fail CODE[=ERRNO]     let every request CODE fail with ERRNO, a name or a number (EIO); may be given repeatedly
   --help                  print this text
 
@@ -61,6 +62,13 @@ std::uint32_t map_word(const char* option, const char* text)
     return *word;
 }
 
+std::string peer(const std::string& ip)
+{
+    if (ip.empty() || ip.size() >= sizeof(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT::ip))
+        refuse("--session: " + quoted(ip) + " has no length between 1 and 35");
+    return ip;
+}
+
 int parse_error(const std::string& text)
 {
     const auto number = parse_number(text);
@@ -90,6 +98,7 @@ options parse_options(int argc, char** argv)
         COMMAND_MAP,
         READABLE_MAP,
         WRITABLE_MAP,
+        SESSION,
         FAIL,
         HELP
     };
@@ -98,6 +107,7 @@ options parse_options(int argc, char** argv)
         {"command-map", required_argument, nullptr, COMMAND_MAP},
         {"readable-map", required_argument, nullptr, READABLE_MAP},
         {"writable-map", required_argument, nullptr, WRITABLE_MAP},
+        {"session", required_argument, nullptr, SESSION},
         {"fail", required_argument, nullptr, FAIL},
         {"help", no_argument, nullptr, HELP},
         {},
@@ -119,6 +129,9 @@ options parse_options(int argc, char** argv)
             break;
         case WRITABLE_MAP:
             result.firmware.writable.map[0] = map_word("--writable-map", optarg);
+            break;
+        case SESSION:
+            result.session = peer(optarg);
             break;
         case FAIL:
             result.faults.push_back(parse_fault(optarg));

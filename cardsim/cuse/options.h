@@ -14,6 +14,7 @@ struct options {
     };
     std::string journal;
     cardsim::settings firmware;
+    std::string session; // the client's address; empty: no session
     std::vector<fault> faults;
 };
 

@@ -28,6 +28,82 @@ template <class Record> void write(std::span<std::uint8_t> bytes, const Record& 
     std::memcpy(bytes.data(), &record, sizeof(record));
 }
 
+bool is_zero(std::span<const std::uint8_t> bytes)
+{
+    return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
+}
+
+bool offers(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map, std::uint32_t id)
+{
+    return id / 32 < std::size(map.map) && (map.map[id / 32] >> (id % 32) & 1) != 0;
+}
+
+// The message number of an imaging request, and the word behind it.
+constexpr std::size_t imaging_head = 2 * sizeof(std::uint32_t);
+
+template <class Record> bool is_message(const Record& record, eVESK_HALDO_IMG_MSG message)
+{
+    return record.message == message && record.reserved == 0;
+}
+
+// A layout, with the head of the request.
+template <class Layout> void write_layout(std::span<std::uint8_t> record, const Layout& layout)
+{
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&layout);
+    std::copy(bytes + imaging_head, bytes + sizeof(layout), record.begin() + imaging_head);
+}
+
+constexpr std::uint32_t img_preference_max = 100;
+
+// How a variable may be accessed: read, written with a payload that is kept, written with zero.
+enum access : unsigned {
+    READ = 1,
+    KEEP = 2,
+    ZERO = 4,
+};
+
+struct hmi_variable {
+    std::uint32_t id;
+    std::span<std::uint8_t> (*payload)(contents&);
+    unsigned access;
+    void (*written)(card&) = nullptr; // what writing it does beside
+};
+
+template <auto member> std::span<std::uint8_t> payload(contents& all)
+{
+    auto& record = all.*member;
+    return {reinterpret_cast<std::uint8_t*>(&record), sizeof(record)};
+}
+
+void disconnect(card& one)
+{
+    one.disconnect();
+}
+
+void reset_statistics(card& one)
+{
+    one.kept.sess_stat = {};
+}
+
+constexpr hmi_variable hmi_variables[] = {
+    {HMI_VAR_LINK_INFO, payload<&contents::link_info>, READ},
+    {HMI_VAR_IPV4_CFG, payload<&contents::ipv4_cfg>, READ},
+    {HMI_VAR_SESS_LINK, payload<&contents::sess_link>, READ | ZERO, disconnect},
+    {HMI_VAR_SESS_TAG, payload<&contents::sess_tag>, READ | KEEP},
+    {HMI_VAR_CONN_PORT, payload<&contents::conn_port>, READ},
+    {HMI_VAR_SESS_STAT, payload<&contents::sess_stat>, READ | ZERO, reset_statistics},
+    {HMI_VAR_WOL_CFG, payload<&contents::wol_cfg>, READ | KEEP},
+    {HMI_VAR_SESS_DISC, payload<&contents::disconnect_reason>, KEEP, disconnect},
+    {HMI_VAR_UNICODE, payload<&contents::unicode>, KEEP},
+};
+
+// The variable with this id if it may be accessed in one of these ways, or null.
+const hmi_variable* find_variable(std::uint32_t id, unsigned access)
+{
+    const auto found = std::ranges::find(hmi_variables, id, &hmi_variable::id);
+    return found != std::end(hmi_variables) && (found->access & access) != 0 ? found : nullptr;
+}
+
 } // namespace
 
 const sVESK_REQUEST_STRUCT* find_request(std::uint32_t code)
@@ -83,6 +159,34 @@ sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT settings::full_client()
     };
 }
 
+sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT contents::default_ipv4_cfg()
+{
+    return {{1,  0xC000020A, 0xFFFFFF00, 0xC0000201, 0xC0000202, 0xC0000203, 6,  7,  8,  9, 10,
+             11, 12,         13,         14,         15,         16,         17, 18, 19, 20}};
+}
+
+sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT contents::default_sess_stat()
+{
+    return {{101, 102, 103, 104, 105, 106, 107, 108, 109, 110, 111, 112, 113,
+             114, 115, 116, 117, 118, 119, 120, 121, 122, 123, 124, 125}};
+}
+
+sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT contents::default_topology()
+{
+    return {
+        .message = 0, .reserved = 0, .disp = {{.pos_x = 0, .pos_y = 0, .width = 1920, .height = 1080, .rotation = 0}}};
+}
+
+sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT contents::default_cached_topology()
+{
+    return {
+        .topo = default_topology(),
+        .rate = {60},
+        .primary = 0,
+        .monitor = {{"VSK", {}, "1080", {}, "SN-0000000001", {}, "Haldo display", {}}},
+    };
+}
+
 card::card(const settings& offers, journal to) : offered(offers), m_journal(std::move(to)) {}
 
 void card::open(eVESK_NODE node)
@@ -110,6 +214,24 @@ void card::order(std::uint32_t code, int result, unsigned nth)
     m_faults.push_back({code, nth == every ? every : m_seen[code] + nth, result});
 }
 
+void card::connect(std::string_view ip)
+{
+    disconnect();
+    kept.sess_link.flags |= HMI_SESS_LINK_CONNECTED;
+    ++kept.sess_link.trans_cnt;
+    std::ranges::fill(kept.sess_link.ip, '\0');
+    ip.copy(kept.sess_link.ip, sizeof(kept.sess_link.ip));
+}
+
+void card::disconnect()
+{
+    if ((kept.sess_link.flags & HMI_SESS_LINK_CONNECTED) == 0)
+        return;
+    kept.sess_link.flags &= static_cast<std::uint8_t>(~HMI_SESS_LINK_CONNECTED);
+    ++kept.sess_link.trans_cnt;
+    std::ranges::fill(kept.sess_link.ip, '\0');
+}
+
 std::span<const std::uint8_t> card::last_record(std::uint32_t code) const
 {
     const auto found = m_last_records.find(code);
@@ -120,10 +242,20 @@ const std::map<std::uint32_t, card::handler> card::handlers{
     {HCC_IOCTL_HMI_AVAIL_CMD.code, &card::avail_cmd},
     {HCC_IOCTL_HMI_VAR_GET.code, &card::var_get},
     {HCC_IOCTL_HMI_VAR_SET.code, &card::var_set},
+    {HCC_IOCTL_HMI_LOCAL_VAR_GET.code, &card::local_var_get},
+    {HCC_IOCTL_HMI_LOCAL_VAR_SET.code, &card::local_var_set},
     {VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL.code, &card::comm_ctrl},
     {HCC_IOCTL_KMP_PRI_CTXT_GET.code, &card::pri_ctxt_get},
+    {HCC_IOCTL_IMG_DISP_TOPO_GET.code, &card::disp_topo_get},
+    {HCC_IOCTL_IMG_DISP_TOPO_SEND.code, &card::disp_topo_send},
+    {HCC_IOCTL_IMG_ASYNC_DISP_TOPO_GET.code, &card::async_disp_topo_get},
+    {HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET.code, &card::cache_disp_topo_get},
+    {HCC_IOCTL_IMG_USER_CFG_SET.code, &card::user_cfg_set},
+    {HCC_IOCTL_IMG_USER_CFG_REQ_GET.code, &card::user_cfg_req_get},
+    {HCC_IOCTL_IMG_USER_CFG_CACHE_SET.code, &card::user_cfg_cache_set},
     {VESK_HALDO_HDC_IOCTL_KMP_HDC_OPEN.code, &card::hdc_open},
     {VESK_HALDO_HDC_IOCTL_KMP_HDC_CLOSE.code, &card::hdc_close},
+    {HDC_IOCTL_KMP_DISP_TOPO_SET.code, &card::kmp_disp_topo_set},
     {HDC_IOCTL_KMP_DRIVER_CFG_SET.code, &card::driver_cfg_set},
 };
 
@@ -168,22 +300,62 @@ int card::avail_cmd(std::span<std::uint8_t> record)
 int card::var_get(std::span<std::uint8_t> record)
 {
     auto variable = read<sVESK_HALDO_HCC_HMI_VAR_STRUCT>(record);
-    if (variable.var_id == HMI_VAR_AVAIL_VAR) {
+    const bool is_map = variable.var_id == HMI_VAR_AVAIL_VAR;
+    if (!offers(offered.commands, HMI_CMD_VAR_GET) || (!is_map && !offers(offered.readable, variable.var_id)))
+        return -EOPNOTSUPP;
+    const hmi_variable* known = find_variable(variable.var_id, READ);
+    if ((!is_map && known == nullptr) || !is_zero(variable.data.bytes))
+        return -EINVAL;
+    if (is_map)
         variable.data.avail_var = offered.readable;
-        write(record, variable);
-    }
+    else
+        std::ranges::copy(known->payload(kept), variable.data.bytes);
+    write(record, variable);
     return 0;
 }
 
 int card::var_set(std::span<std::uint8_t> record)
 {
     auto variable = read<sVESK_HALDO_HCC_HMI_VAR_STRUCT>(record);
-    if (variable.var_id == HMI_VAR_AVAIL_VAR) {
-        if (std::ranges::any_of(variable.data.bytes, [](std::uint8_t byte) { return byte != 0; }))
-            return -EINVAL;
+    const bool is_map = variable.var_id == HMI_VAR_AVAIL_VAR;
+    if (!offers(offered.commands, HMI_CMD_VAR_SET) || (!is_map && !offers(offered.writable, variable.var_id)))
+        return -EOPNOTSUPP;
+    const hmi_variable* known = find_variable(variable.var_id, KEEP | ZERO);
+    if (!is_map && known == nullptr)
+        return -EINVAL;
+    const bool keeps = !is_map && (known->access & KEEP) != 0;
+    const auto to = keeps ? known->payload(kept) : std::span<std::uint8_t>();
+    const std::span<const std::uint8_t> from = variable.data.bytes;
+    if (!is_zero(from.subspan(to.size())))
+        return -EINVAL;
+
+    std::ranges::copy(from.first(to.size()), to.begin());
+    if (is_map) {
         variable.data.avail_var = offered.writable;
         write(record, variable);
+    } else if (known->written != nullptr) {
+        known->written(*this);
     }
+    return 0;
+}
+
+int card::local_var_get(std::span<std::uint8_t> record)
+{
+    auto variable = read<sVESK_HALDO_HCC_HMI_LOCAL_VAR_STRUCT>(record);
+    if (variable.var_id > HMI_LOCAL_VAR_LOCAL_INFO || variable.value != 0)
+        return -EINVAL;
+    variable.value = variable.var_id == HMI_LOCAL_VAR_LOCAL_INFO ? kept.local_info
+                                                                 : static_cast<std::uint32_t>(kept.host_sess_state);
+    write(record, variable);
+    return 0;
+}
+
+int card::local_var_set(std::span<std::uint8_t> record)
+{
+    const auto variable = read<sVESK_HALDO_HCC_HMI_LOCAL_VAR_STRUCT>(record);
+    if (variable.var_id != HMI_LOCAL_VAR_HOST_SESS_STATE)
+        return -EINVAL;
+    kept.host_sess_state = static_cast<std::int32_t>(variable.value);
     return 0;
 }
 
@@ -205,6 +377,72 @@ int card::pri_ctxt_get(std::span<std::uint8_t> record)
     return 0;
 }
 
+int card::disp_topo_get(std::span<std::uint8_t> record)
+{
+    write_layout(record, kept.topology);
+    return 0;
+}
+
+int card::disp_topo_send(std::span<std::uint8_t> record)
+{
+    const auto topology = read<sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT>(record);
+    if (!is_message(topology, IMG_MSG_DISP_TOPO_SEND))
+        return -EINVAL;
+    kept.topology = topology;
+    return 0;
+}
+
+int card::async_disp_topo_get(std::span<std::uint8_t> record)
+{
+    write_layout(record, kept.async_topology);
+    return 0;
+}
+
+int card::cache_disp_topo_get(std::span<std::uint8_t> record)
+{
+    if (!offers(offered.readable, HMI_VAR_CACHED_TOPO))
+        return -EOPNOTSUPP;
+    if (!is_message(read<sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT>(record), IMG_MSG_CACHE_DISP_TOPO_GET))
+        return -EINVAL;
+    write_layout(record, kept.cached_topology);
+    return 0;
+}
+
+int card::keep_preference(std::span<const std::uint8_t> record, eVESK_HALDO_IMG_MSG message, std::uint32_t* preference)
+{
+    sVESK_HALDO_HCC_IMG_USER_CFG_SET_STRUCT sent{}; // the cached setting comes without the last word
+    std::memcpy(&sent, record.data(), record.size());
+    if (!offers(offered.writable, HMI_VAR_IMG_USER_EXT_CFG))
+        return -EOPNOTSUPP;
+    if (!is_message(sent, message) || sent.value > img_preference_max || sent.unused != 0)
+        return -EINVAL;
+    *preference = sent.value;
+    return 0;
+}
+
+int card::user_cfg_set(std::span<std::uint8_t> record)
+{
+    return keep_preference(record, IMG_MSG_USER_CFG_SET, &kept.img_preference);
+}
+
+int card::user_cfg_cache_set(std::span<std::uint8_t> record)
+{
+    return keep_preference(record, IMG_MSG_USER_CFG_CACHE_SET, &kept.img_cached_preference);
+}
+
+int card::user_cfg_req_get(std::span<std::uint8_t> record)
+{
+    auto requested = read<sVESK_HALDO_HCC_IMG_USER_CFG_REQ_STRUCT>(record);
+    if (!offers(offered.readable, HMI_VAR_IMG_USER_EXT_CFG))
+        return -EOPNOTSUPP;
+    if (!is_message(requested, IMG_MSG_USER_CFG_REQ_GET))
+        return -EINVAL;
+    requested.qual = kept.img_requested.qual;
+    requested.b2l = kept.img_requested.b2l;
+    write(record, requested);
+    return 0;
+}
+
 int card::hdc_open(std::span<std::uint8_t>)
 {
     if (!m_channel_open)
@@ -216,6 +454,12 @@ int card::hdc_open(std::span<std::uint8_t>)
 int card::hdc_close(std::span<std::uint8_t>)
 {
     m_path_open = false;
+    return 0;
+}
+
+int card::kmp_disp_topo_set(std::span<std::uint8_t> record)
+{
+    kept.driver_topology = read<sVESK_HALDO_HDC_KMP_DISP_TOPO_STRUCT>(record);
     return 0;
 }
 

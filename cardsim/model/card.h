@@ -40,20 +40,78 @@ struct settings {
     static sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT full_client();
 };
 
+// What firmware and driver hold. What a request writes is found here, and what a test puts here a request reads. At
+// first there is one display of 1920 by 1080 pixels and no session. Where the words of a record are the firmware's to
+// interpret all of them differ, so that one that is lost or moved shows.
+struct contents {
+    sVESK_HALDO_HCC_APDU_HMI_VAR_LINK_INFO_STRUCT link_info{{1, 1000, 2, 1500, 0x02000000, 7, 86400, 3}};
+    sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT ipv4_cfg = default_ipv4_cfg();
+    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT sess_link{};
+    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT sess_tag{0, {}, "desk 1"};
+    sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT conn_port{5000};
+    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT sess_stat = default_sess_stat();
+    sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT wol_cfg{1, {}, "02:00:00:00:00:01", "192.0.2.10"};
+    std::uint32_t disconnect_reason = 0;
+    std::uint32_t unicode = 0;
+
+    std::int32_t host_sess_state = 0;      // local variable 0
+    std::uint32_t local_info = 0x00010002; // local variable 1
+
+    std::uint32_t img_preference = 50; // of the running session
+    std::uint32_t img_cached_preference = 50;
+    sVESK_HALDO_LINK_IMG_USER_CFG_STRUCT img_requested{80, 30}; // by the client
+
+    // Of the firmware's layouts the first two words are of no account: a reply has those of its request.
+    sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT topology = default_topology();
+    sVESK_HALDO_HCC_IMG_ASYNC_DISP_TOPO_STRUCT async_topology{default_topology(), 1};
+    sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT cached_topology = default_cached_topology();
+    sVESK_HALDO_HDC_KMP_DISP_TOPO_STRUCT driver_topology{};
+
+    static sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT default_ipv4_cfg();
+    static sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT default_sess_stat();
+    static sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT default_topology();
+    static sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT default_cached_topology();
+};
+
 // The card keeps its state from one open to the next. It is not for concurrent use.
 //
-// These requests have a meaning; -EINVAL is what they answer to a record outside of it:
+// These requests have a meaning. To a record outside of it they answer -EINVAL; to one that asks for what the maps do
+// not offer, -EOPNOTSUPP:
 //
 //     0x7801  answers with the command map
-//     0x7802  variable 0: answers with the map of readable variables in the payload
-//     0x7803  variable 0: answers with the map of writable variables in the payload, which must come as zero
+//     0x7802  answers with a variable, as below; all but the id must come as zero
+//     0x7803  writes a variable, as below; all behind its payload must come as zero
+//     0x7804  local variable 0 or 1: answers with its value, which must come as zero
+//     0x7805  local variable 0: keeps the value
 //     0x7821  {1, 1} opens the channel to the firmware, {1, 0} closes it and the path with it
 //     0x7822  request word 2: answers with the client's context
+//     0x7840  answers with the displays of the layout that 0x7841 sent last
+//     0x7841  message 12: keeps the layout
+//     0x7842  answers with the displays and the word of the asynchronous layout
+//     0x7843  message 16, variable 11 readable: answers with the cached layout
+//     0x7845  message 22, variable 13 writable: keeps the session's imaging preference, at most 100; the last word must
+//             come as zero
+//     0x7846  message 23, variable 13 readable: answers with what the client requested
+//     0x7847  message 24, variable 13 writable: keeps the cached imaging preference, at most 100
 //     0x7900  opens the path; -ENOTCONN while the channel is closed
 //     0x7901  closes the path, if it is open
+//     0x7910  keeps the driver's layout
 //     0x7911  type 0 or 1: keeps the setting, whatever its value
 //
-// Every other request of the table, and every other variable, is accepted and answered with its record as it came.
+// Behind a message number that is checked there must be a zero word. 0x7802 and 0x7803 are refused as a whole when the
+// command map does not offer them. Variables:
+//
+//     0                 read, the map of readable variables; written, answers with the map of writable ones and must
+//                       come as zero; needs no map to offer it
+//     1, 2, 5           read
+//     3                 read; written as zero, disconnects
+//     4, 8              read and written
+//     6                 read; written as zero, resets the statistics to zero
+//     9                 written, keeps the reason and disconnects
+//     12                written
+//     all others        -EINVAL, even where a map offers them
+//
+// Every other request of the table is accepted and answered with its record as it came.
 class card
 {
 public:
@@ -81,8 +139,18 @@ public:
     static constexpr unsigned every = 0;
     void order(std::uint32_t code, int result, unsigned nth = every);
 
-    // What the requests 0x7801, 0x7802, 0x7803 and 0x7822 answer. May be changed at any time.
+    // What the requests 0x7801 and 0x7822, and 0x7802 and 0x7803 for variable 0, answer, and what the others are
+    // refused by. May be changed at any time.
     settings offered;
+
+    // What the other requests read and write. May be changed at any time.
+    contents kept;
+
+    // A client's session comes, with the client's address (of which the record holds 36 characters), or goes. Each
+    // moves the transition counter of kept.sess_link. A session that is there goes first; without one, disconnect does
+    // nothing.
+    void connect(std::string_view ip);
+    void disconnect();
 
     // Whether 0x7821 has opened the channel to the firmware, and 0x7900 the path through it.
     bool channel_open() const { return m_channel_open; }
@@ -107,14 +175,25 @@ private:
     int answer(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record);
     int ordered_result(std::uint32_t code);
     void write_journal(std::string_view line) const;
+    int keep_preference(std::span<const std::uint8_t> record, eVESK_HALDO_IMG_MSG message, std::uint32_t* preference);
 
     int avail_cmd(std::span<std::uint8_t> record);
     int var_get(std::span<std::uint8_t> record);
     int var_set(std::span<std::uint8_t> record);
+    int local_var_get(std::span<std::uint8_t> record);
+    int local_var_set(std::span<std::uint8_t> record);
     int comm_ctrl(std::span<std::uint8_t> record);
     int pri_ctxt_get(std::span<std::uint8_t> record);
+    int disp_topo_get(std::span<std::uint8_t> record);
+    int disp_topo_send(std::span<std::uint8_t> record);
+    int async_disp_topo_get(std::span<std::uint8_t> record);
+    int cache_disp_topo_get(std::span<std::uint8_t> record);
+    int user_cfg_set(std::span<std::uint8_t> record);
+    int user_cfg_req_get(std::span<std::uint8_t> record);
+    int user_cfg_cache_set(std::span<std::uint8_t> record);
     int hdc_open(std::span<std::uint8_t> record);
     int hdc_close(std::span<std::uint8_t> record);
+    int kmp_disp_topo_set(std::span<std::uint8_t> record);
     int driver_cfg_set(std::span<std::uint8_t> record);
 
     journal m_journal;

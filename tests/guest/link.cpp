@@ -1,13 +1,20 @@
-// Calls those operations of the link that the daemon does not, through the real device nodes, and prints what each
-// returned: "operation result", one a line, between the link's own log lines.
+// Calls operations of the link through the real device nodes and prints what each returned, "operation result", and
+// behind ": " what it read, one a line, between the link's own log lines.
+// usage: guest-link GROUP, one of those at the end of this file
 #include "vesk_haldo_link.h"
 #include "vesk_log.h"
 
 #include <cstdio>
+#include <cstring>
+#include <initializer_list>
 
-static void print_predicates(const cVESK_HALDO_LINK& link)
+#define PRINT(operation) std::printf(#operation " %d\n", link.operation())
+
+// A text that may fill its member.
+#define TEXT(member) static_cast<int>(sizeof(member)), member
+
+static void print_predicates(cVESK_HALDO_LINK& link)
 {
-#define PRINT(predicate) std::printf(#predicate " %d\n", link.predicate())
     PRINT(link_info_get_avail);
     PRINT(ipv4_cfg_get_avail);
     PRINT(sess_link_get_avail);
@@ -23,15 +30,24 @@ static void print_predicates(const cVESK_HALDO_LINK& link)
     PRINT(unicode_set_avail);
     PRINT(img_user_ext_cfg_get_avail);
     PRINT(img_user_ext_cfg_set_avail);
-    PRINT(lcur_lkbd_avail);
-    PRINT(lcur_shape_bmp_send_avail);
-    PRINT(lcur_spd_avail);
-    PRINT(lcur_idle_hide_avail);
-    PRINT(lkbd_client_auto_repeat_avail);
-    PRINT(hoip_avail);
-    PRINT(lcur_disable_avail);
-    PRINT(is_client_sc);
-#undef PRINT
+    PRINT(wol_cfg_get_avail);
+    PRINT(wol_cfg_set_avail);
+}
+
+static void call_offers(cVESK_HALDO_LINK& link)
+{
+    PRINT(is_ready);
+    print_predicates(link);
+    link.hmi_avail_cmd_reset();
+    PRINT(link_info_get_avail);
+    PRINT(sess_tag_set_avail);
+    link.hmi_avail_get_var_get();
+    PRINT(link_info_get_avail);
+    PRINT(sess_tag_set_avail);
+    link.hmi_avail_set_var_get();
+    PRINT(sess_tag_set_avail);
+    link.hmi_avail_cmd_get();
+    PRINT(link_info_get_avail);
 }
 
 static void set_driver(cVESK_HALDO_LINK& link, std::uint32_t type, std::int32_t setting)
@@ -40,19 +56,219 @@ static void set_driver(cVESK_HALDO_LINK& link, std::uint32_t type, std::int32_t 
     std::printf("kmp_driver_cfg_set %u %d: %d\n", type, setting, link.kmp_driver_cfg_set(&cfg));
 }
 
-int main()
+static void call_kmp(cVESK_HALDO_LINK& link)
 {
-    m_log_level = VESK_LOG_INFO;
-    cVESK_HALDO_LINK link;
-    std::printf("is_ready %d\n", link.is_ready());
-    std::printf("hdc_open %d\n", link.hdc_open());
+    PRINT(start);
+    PRINT(hdc_open);
     link.kmp_pri_ctxt_get();
-    print_predicates(link);
+    PRINT(lcur_lkbd_avail);
+    PRINT(lcur_shape_bmp_send_avail);
+    PRINT(lcur_spd_avail);
+    PRINT(lcur_idle_hide_avail);
+    PRINT(lkbd_client_auto_repeat_avail);
+    PRINT(hoip_avail);
+    PRINT(lcur_disable_avail);
+    PRINT(is_client_sc);
+    PRINT(init_bitmap_cache);
+    PRINT(flush_bitmap_cache);
     set_driver(link, KMP_DRIVER_CFG_LCUR_EVT_ALG, LCUR_EVT_ALG_RELATIVE);
     set_driver(link, KMP_DRIVER_CFG_LOCAL_TABLET, 1);
     set_driver(link, KMP_DRIVER_CFG_LOCAL_TABLET, 2);
-    std::printf("kmp_pri_ctxt_reset %d\n", link.kmp_pri_ctxt_reset());
-    std::printf("is_client_sc %d\n", link.is_client_sc());
-    std::printf("hdc_close %d\n", link.hdc_close());
-    return 0;
+    PRINT(kmp_pri_ctxt_reset);
+    PRINT(is_client_sc);
+    PRINT(hdc_close);
+    link.stop();
+}
+
+static void print_sess_link(const char* operation, int result,
+                            const sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT& state)
+{
+    std::printf("%s %d: flags %02X, trans_cnt %d, ip '%.*s'\n", operation, result, state.flags, state.trans_cnt,
+                TEXT(state.ip));
+}
+
+static void get_sess_link(cVESK_HALDO_LINK& link)
+{
+    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT state{};
+    print_sess_link("sess_link_get", link.sess_link_get(&state), state);
+}
+
+static void beat(cVESK_HALDO_LINK& link)
+{
+    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT state{};
+    int changed = -1;
+    link.link_heartbeat(&changed, &state);
+    print_sess_link("link_heartbeat", changed, state);
+    PRINT(lcur_lkbd_avail);
+}
+
+static void set_host_state(cVESK_HALDO_LINK& link, int state)
+{
+    const int result = link.host_sess_state_set(static_cast<eVESK_HALDO_HMI_HOST_SESSION_STATE>(state));
+    std::printf("host_sess_state_set %d: %d\n", state, result);
+}
+
+static void get_host_state(cVESK_HALDO_LINK& link)
+{
+    auto state = HMI_HOST_SESSION_STATE_FIRST;
+    const int result = link.host_sess_state_get(&state);
+    std::printf("host_sess_state_get %d: %d\n", result, state);
+}
+
+static void get_tag(cVESK_HALDO_LINK& link)
+{
+    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT tag{};
+    const int result = link.sess_tag_get(&tag);
+    std::printf("sess_tag_get %d: flags %02X, tag '%.*s'\n", result, tag.flags, TEXT(tag.tag));
+}
+
+static void get_wol_cfg(cVESK_HALDO_LINK& link)
+{
+    sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT cfg{};
+    const int result = link.wol_cfg_get(&cfg);
+    std::printf("wol_cfg_get %d: flags %02X, mac '%.*s', ip '%.*s'\n", result, cfg.flags, TEXT(cfg.mac), TEXT(cfg.ip));
+}
+
+static void call_session(cVESK_HALDO_LINK& link)
+{
+    get_sess_link(link);
+    beat(link);
+    beat(link);
+    set_host_state(link, 8);
+    set_host_state(link, 9);
+    get_host_state(link);
+    get_tag(link);
+    PRINT(is_sess_view_brokered);
+    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT tag{HMI_SESS_TAG_BROKERED, {}, "desk 2"};
+    std::printf("sess_tag_set %d\n", link.sess_tag_set(&tag));
+    get_tag(link);
+    PRINT(is_sess_view_brokered);
+    get_wol_cfg(link);
+    std::printf("sess_link_disc %d\n", link.sess_link_disc(5));
+    beat(link);
+    beat(link);
+}
+
+template <class Record> static void print_words(const char* operation, int result, const Record& record)
+{
+    std::printf("%s %d:", operation, result);
+    for (const std::uint32_t word : record.words)
+        std::printf(" %X", word);
+    std::printf("\n");
+}
+
+static void get_statistics(cVESK_HALDO_LINK& link)
+{
+    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT sess_stat{};
+    const int result = link.sess_stat_get(&sess_stat);
+    print_words("sess_stat_get", result, sess_stat);
+}
+
+static void call_network(cVESK_HALDO_LINK& link)
+{
+    sVESK_HALDO_HCC_APDU_HMI_VAR_LINK_INFO_STRUCT link_info{};
+    int result = link.link_info_get(&link_info);
+    print_words("link_info_get", result, link_info);
+    sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT ipv4_cfg{};
+    result = link.ipv4_cfg_get(&ipv4_cfg);
+    print_words("ipv4_cfg_get", result, ipv4_cfg);
+    sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT conn_port{};
+    result = link.conn_port_get(&conn_port);
+    std::printf("conn_port_get %d: %u\n", result, conn_port.port);
+    get_statistics(link);
+    PRINT(sess_stat_reset);
+    get_statistics(link);
+    std::printf("unicode_set %d\n", link.unicode_set(2));
+    unsigned int local_info = 0;
+    result = link.local_info_get(&local_info);
+    std::printf("local_info_get %d: %X\n", result, local_info);
+    PRINT(wol_cfg_get_avail);
+    PRINT(wol_cfg_set_avail);
+    get_wol_cfg(link);
+    sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT wol_cfg{3, {}, "02:00:00:00:00:FE", "192.0.2.254"};
+    std::printf("wol_cfg_set %d\n", link.wol_cfg_set(&wol_cfg));
+    get_wol_cfg(link);
+}
+
+static void call_imaging(cVESK_HALDO_LINK& link)
+{
+    for (const unsigned int value : {100, 101}) {
+        std::printf("img_user_cfg_set %u: %d\n", value, link.img_user_cfg_set(value));
+        std::printf("img_user_cfg_cache_set %u: %d\n", value, link.img_user_cfg_cache_set(value));
+    }
+    sVESK_HALDO_LINK_IMG_USER_CFG_STRUCT cfg{};
+    const int result = link.img_user_cfg_req_get(&cfg);
+    std::printf("img_user_cfg_req_get %d: qual %u, b2l %u\n", result, cfg.qual, cfg.b2l);
+}
+
+template <class Display> static void print_display(const Display& disp)
+{
+    std::printf("  %u x %u @ (%d, %d) rotation %u\n", disp.width, disp.height, disp.pos_x, disp.pos_y, disp.rotation);
+}
+
+static void get_topology(cVESK_HALDO_LINK& link)
+{
+    sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT topo{};
+    std::printf("disp_topology_get %d\n", link.disp_topology_get(&topo));
+    for (const auto& disp : topo.disp)
+        print_display(disp);
+}
+
+static void get_async_topology(cVESK_HALDO_LINK& link)
+{
+    sVESK_HALDO_LINK_DISP_TOPO_STRUCT topo{};
+    unsigned int value = 0;
+    const int result = link.async_disp_topology_get(&topo, &value);
+    std::printf("async_disp_topology_get %d: num_disp %u, value %u\n", result, topo.num_disp, value);
+    for (const auto& disp : topo.disp)
+        print_display(disp);
+}
+
+static void get_cached_topology(cVESK_HALDO_LINK& link)
+{
+    sVESK_HALDO_LINK_CACHE_DISP_TOPO topo{};
+    const int result = link.cache_disp_topology_get(&topo);
+    std::printf("cache_disp_topology_get %d: num_disp %u, primary %u\n", result, topo.num_disp, topo.primary);
+    for (int i = 0; i < VESK_DISPLAY_COUNT; ++i) {
+        const sVESK_HALDO_LINK_MONITOR_STRUCT& monitor = topo.monitor[i];
+        print_display(topo.disp[i]);
+        std::printf("    rate %u, vid '%.*s', pid '%.*s', serial '%.*s', name '%.*s'\n", topo.disp[i].rate,
+                    TEXT(monitor.vid), TEXT(monitor.pid), TEXT(monitor.serial), TEXT(monitor.name));
+    }
+}
+
+static void call_topology(cVESK_HALDO_LINK& link)
+{
+    get_topology(link);
+    get_async_topology(link);
+    get_cached_topology(link);
+    sVESK_HALDO_LINK_DISP_TOPO_STRUCT topo{2, {{0, 0, 1920, 1080, 0}, {}, {-1280, 56, 1280, 1024, 4}}};
+    std::printf("disp_topology_send %d\n", link.disp_topology_send(&topo, 1920, 1080, 1));
+    get_topology(link);
+    topo.num_disp = 5;
+    std::printf("disp_topology_send %d\n", link.disp_topology_send(&topo, 1920, 1080, 1));
+    topo.num_disp = 4;
+    std::printf("sess_link_disc %d\n", link.sess_link_disc(0));
+    std::printf("disp_topology_send %d\n", link.disp_topology_send(&topo, 1920, 1080, 1));
+}
+
+int main(int argc, char** argv)
+{
+    static constexpr struct {
+        const char* name;
+        void (*call)(cVESK_HALDO_LINK& link);
+    } groups[] = {
+        {"offers", call_offers},   {"kmp", call_kmp},         {"session", call_session},
+        {"network", call_network}, {"imaging", call_imaging}, {"topology", call_topology},
+    };
+    for (const auto& group : groups) {
+        if (argc == 2 && std::strcmp(argv[1], group.name) == 0) {
+            m_log_level = VESK_LOG_INFO;
+            cVESK_HALDO_LINK link;
+            group.call(link);
+            return 0;
+        }
+    }
+    std::fprintf(stderr, "usage: guest-link offers|kmp|session|network|imaging|topology\n");
+    return 2;
 }

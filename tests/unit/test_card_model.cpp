@@ -3,10 +3,14 @@
 #include "card.h"
 #include "journal.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <map>
+#include <numeric>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -73,8 +77,17 @@ TEST_F(CardModel, accepts_every_other_request_and_returns_its_record_as_it_came)
         case 0x7801:
         case 0x7802:
         case 0x7803:
+        case 0x7804:
+        case 0x7805:
         case 0x7821:
         case 0x7822:
+        case 0x7840:
+        case 0x7841:
+        case 0x7842:
+        case 0x7843:
+        case 0x7845:
+        case 0x7846:
+        case 0x7847:
         case 0x7900:
         case 0x7911:
             continue;
@@ -148,13 +161,302 @@ TEST_F(CardModel, asks_for_the_writable_map_with_a_zero_payload)
     EXPECT_EQ(record, sent);
 }
 
-TEST_F(CardModel, leaves_other_variables_as_they_came)
+// What the card keeps, with every byte the test's own.
+template <class Record> bytes fill(Record& record, std::uint8_t first)
 {
-    const bytes sent = record_of(HCC_IOCTL_HMI_VAR_SET, {9, 0, 0, 0, 5});
-    bytes record = sent;
-    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, record), 0);
+    bytes filled(sizeof(record));
+    std::iota(filled.begin(), filled.end(), first);
+    std::memcpy(&record, filled.data(), filled.size());
+    return filled;
+}
+
+// The record of a variable: its id, its payload, and zero behind them.
+bytes variable_record(std::uint8_t id, const bytes& payload = {})
+{
+    bytes record = record_of(HCC_IOCTL_HMI_VAR_GET, {id});
+    std::ranges::copy(payload, record.begin() + 4);
+    return record;
+}
+
+TEST_F(CardModel, answers_with_each_variable_that_can_be_read)
+{
+    const std::map<std::uint8_t, bytes> readable{
+        {HMI_VAR_LINK_INFO, fill(card.kept.link_info, 11)}, {HMI_VAR_IPV4_CFG, fill(card.kept.ipv4_cfg, 12)},
+        {HMI_VAR_SESS_LINK, fill(card.kept.sess_link, 13)}, {HMI_VAR_SESS_TAG, fill(card.kept.sess_tag, 14)},
+        {HMI_VAR_CONN_PORT, fill(card.kept.conn_port, 15)}, {HMI_VAR_SESS_STAT, fill(card.kept.sess_stat, 16)},
+        {HMI_VAR_WOL_CFG, fill(card.kept.wol_cfg, 17)},
+    };
+    for (const auto& [id, payload] : readable) {
+        bytes record = variable_record(id);
+        EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_GET, record), 0) << int{id};
+        EXPECT_EQ(record, variable_record(id, payload)) << int{id};
+    }
+}
+
+TEST_F(CardModel, keeps_each_variable_that_can_be_written)
+{
+    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT tag;
+    sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT wol_cfg;
+    for (const bytes& sent :
+         {variable_record(HMI_VAR_SESS_TAG, fill(tag, 1)), variable_record(HMI_VAR_WOL_CFG, fill(wol_cfg, 2)),
+          variable_record(HMI_VAR_UNICODE, {1, 2, 3, 4}), variable_record(HMI_VAR_SESS_DISC, {5, 6, 7, 8})}) {
+        bytes record = sent;
+        EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, record), 0) << int{sent[0]};
+        EXPECT_EQ(record, sent);
+    }
+    EXPECT_EQ(std::memcmp(&card.kept.sess_tag, &tag, sizeof(tag)), 0);
+    EXPECT_EQ(std::memcmp(&card.kept.wol_cfg, &wol_cfg, sizeof(wol_cfg)), 0);
+    EXPECT_EQ(card.kept.unicode, 0x04030201U);
+    EXPECT_EQ(card.kept.disconnect_reason, 0x08070605U);
+}
+
+TEST_F(CardModel, reads_and_writes_no_variable_that_it_does_not_have)
+{
+    card.offered.readable = card.offered.writable = {{~0U, ~0U, ~0U, ~0U, ~0U, ~0U, ~0U, ~0U}};
+    for (const std::uint8_t id : {7, 9, 10, 11, 12, 13, 14, 255})
+        EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_GET, variable_record(id)), -EINVAL) << int{id};
+    for (const std::uint8_t id : {1, 2, 5, 7, 10, 11, 13, 14, 255})
+        EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(id)), -EINVAL) << int{id};
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_GET, bytes(252, 0xFF)), -EOPNOTSUPP);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, bytes(252, 0xFF)), -EOPNOTSUPP);
+}
+
+TEST_F(CardModel, refuses_a_variable_that_its_maps_do_not_offer)
+{
+    card.offered.readable.map[0] = ~(1U << HMI_VAR_SESS_TAG);
+    card.offered.writable.map[0] = 1U << HMI_VAR_SESS_TAG;
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_GET, variable_record(HMI_VAR_SESS_TAG)), -EOPNOTSUPP);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(HMI_VAR_SESS_TAG)), 0);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_GET, variable_record(HMI_VAR_WOL_CFG)), 0);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(HMI_VAR_WOL_CFG)), -EOPNOTSUPP);
+    EXPECT_EQ(journal[0], "HCC 0x7802 HCC_IOCTL_HMI_VAR_GET 04 00 00 00 (+248 zero) -> EOPNOTSUPP");
+}
+
+TEST_F(CardModel, refuses_all_variables_without_their_command)
+{
+    card.offered.commands.map[0] = 1U << HMI_CMD_VAR_SET;
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_GET, variable_record(0)), -EOPNOTSUPP);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(0)), 0);
+    card.offered.commands.map[0] = 1U << HMI_CMD_VAR_GET;
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_GET, variable_record(0)), 0);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(0)), -EOPNOTSUPP);
+}
+
+TEST_F(CardModel, reads_a_variable_with_a_zero_payload)
+{
+    for (const std::uint8_t id : {0, 1, 4})
+        EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_GET, variable_record(id, {0, 0, 1})), -EINVAL) << int{id};
+}
+
+TEST_F(CardModel, writes_a_variable_with_nothing_behind_its_payload)
+{
+    card.connect("192.0.2.77");
+    const std::map<std::uint8_t, std::size_t> payloads{{HMI_VAR_SESS_LINK, 0}, {HMI_VAR_SESS_TAG, 244},
+                                                       {HMI_VAR_SESS_STAT, 0}, {HMI_VAR_WOL_CFG, 40},
+                                                       {HMI_VAR_SESS_DISC, 4}, {HMI_VAR_UNICODE, 4}};
+    for (const auto& [id, length] : payloads) {
+        bytes payload(length + 1);
+        payload.back() = 1;
+        EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(id, payload)), -EINVAL) << int{id};
+    }
+    EXPECT_EQ(card.kept.sess_link.flags, HMI_SESS_LINK_CONNECTED);
+    EXPECT_EQ(card.kept.sess_stat.words[0], 101U);
+}
+
+TEST_F(CardModel, has_a_session_while_a_client_is_connected)
+{
+    EXPECT_EQ(card.kept.sess_link.flags, 0);
+    EXPECT_EQ(card.kept.sess_link.trans_cnt, 0);
+    card.connect("192.0.2.77");
+    EXPECT_EQ(card.kept.sess_link.flags, HMI_SESS_LINK_CONNECTED);
+    EXPECT_EQ(card.kept.sess_link.trans_cnt, 1);
+    EXPECT_STREQ(card.kept.sess_link.ip, "192.0.2.77");
+    card.disconnect();
+    EXPECT_EQ(card.kept.sess_link.flags, 0);
+    EXPECT_EQ(card.kept.sess_link.trans_cnt, 2);
+    EXPECT_STREQ(card.kept.sess_link.ip, "");
+    card.disconnect();
+    EXPECT_EQ(card.kept.sess_link.trans_cnt, 2);
+}
+
+TEST_F(CardModel, drops_a_session_for_the_next_one)
+{
+    card.connect("2001:db8::1:77");
+    card.connect("192.0.2.8");
+    EXPECT_EQ(card.kept.sess_link.trans_cnt, 3);
+    EXPECT_STREQ(card.kept.sess_link.ip, "192.0.2.8");
+}
+
+TEST_F(CardModel, leaves_the_other_flags_and_wraps_the_transition_counter)
+{
+    card.kept.sess_link.flags = 0x80;
+    card.kept.sess_link.trans_cnt = 255;
+    card.connect(std::string(40, 'x'));
+    EXPECT_EQ(card.kept.sess_link.flags, 0x81);
+    EXPECT_EQ(card.kept.sess_link.trans_cnt, 0);
+    EXPECT_EQ(std::string(card.kept.sess_link.ip, 36), std::string(36, 'x'));
+    card.disconnect();
+    EXPECT_EQ(card.kept.sess_link.flags, 0x80);
+}
+
+TEST_F(CardModel, drops_the_session_when_variable_3_is_written)
+{
+    card.connect("192.0.2.77");
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(HMI_VAR_SESS_LINK)), 0);
+    EXPECT_EQ(card.kept.sess_link.flags, 0);
+    EXPECT_EQ(card.kept.sess_link.trans_cnt, 2);
+    EXPECT_EQ(card.kept.disconnect_reason, 0U);
+}
+
+TEST_F(CardModel, drops_the_session_with_the_reason_in_variable_9)
+{
+    card.connect("192.0.2.77");
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(HMI_VAR_SESS_DISC, {5})), 0);
+    EXPECT_EQ(card.kept.sess_link.flags, 0);
+    EXPECT_EQ(card.kept.sess_link.trans_cnt, 2);
+    EXPECT_EQ(card.kept.disconnect_reason, 5U);
+}
+
+TEST_F(CardModel, resets_the_statistics_when_they_are_written)
+{
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(HMI_VAR_SESS_STAT)), 0);
+    bytes record = variable_record(HMI_VAR_SESS_STAT);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_GET, record), 0);
+    EXPECT_EQ(record, variable_record(HMI_VAR_SESS_STAT));
+}
+
+TEST_F(CardModel, keeps_the_state_of_the_host_session_and_tells_the_local_information)
+{
+    bytes record{0, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF};
+    EXPECT_EQ(request(HCC_IOCTL_HMI_LOCAL_VAR_SET, record), 0);
+    EXPECT_EQ(card.kept.host_sess_state, -2);
+    record = bytes(8);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_LOCAL_VAR_GET, record), 0);
+    EXPECT_EQ(record, (bytes{0, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF}));
+    record = {1, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(request(HCC_IOCTL_HMI_LOCAL_VAR_GET, record), 0);
+    EXPECT_EQ(record, (bytes{1, 0, 0, 0, 2, 0, 1, 0}));
+}
+
+TEST_F(CardModel, writes_no_local_variable_but_the_first_and_reads_two)
+{
+    EXPECT_EQ(request(HCC_IOCTL_HMI_LOCAL_VAR_SET, {1, 0, 0, 0, 7, 0, 0, 0}), -EINVAL);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_LOCAL_VAR_SET, {2, 0, 0, 0, 7, 0, 0, 0}), -EINVAL);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_LOCAL_VAR_GET, {2, 0, 0, 0, 0, 0, 0, 0}), -EINVAL);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_LOCAL_VAR_GET, {0, 0, 0, 0, 7, 0, 0, 0}), -EINVAL);
+    EXPECT_EQ(card.kept.local_info, 0x00010002U);
+}
+
+TEST_F(CardModel, keeps_both_imaging_preferences_up_to_100)
+{
+    EXPECT_EQ(request(HCC_IOCTL_IMG_USER_CFG_SET, record_of(HCC_IOCTL_IMG_USER_CFG_SET, {22, 0, 0, 0, 0, 0, 0, 0, 0})),
+              0);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_USER_CFG_CACHE_SET, {24, 0, 0, 0, 0, 0, 0, 0, 100, 0, 0, 0}), 0);
+    EXPECT_EQ(
+        request(HCC_IOCTL_IMG_USER_CFG_SET, record_of(HCC_IOCTL_IMG_USER_CFG_SET, {22, 0, 0, 0, 0, 0, 0, 0, 101})),
+        -EINVAL);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_USER_CFG_CACHE_SET, {24, 0, 0, 0, 0, 0, 0, 0, 101, 0, 0, 0}), -EINVAL);
+    EXPECT_EQ(card.kept.img_preference, 0U);
+    EXPECT_EQ(card.kept.img_cached_preference, 100U);
+}
+
+TEST_F(CardModel, answers_with_what_the_client_requested)
+{
+    card.kept.img_requested = {0x01020304, 0x05060708};
+    bytes record = record_of(HCC_IOCTL_IMG_USER_CFG_REQ_GET, {23});
+    EXPECT_EQ(request(HCC_IOCTL_IMG_USER_CFG_REQ_GET, record), 0);
+    EXPECT_EQ(record, (bytes{23, 0, 0, 0, 0, 0, 0, 0, 4, 3, 2, 1, 8, 7, 6, 5}));
+}
+
+TEST_F(CardModel, takes_an_imaging_message_by_its_own_number_only)
+{
+    const std::pair<sVESK_REQUEST_STRUCT, std::uint8_t> numbered[] = {{HCC_IOCTL_IMG_DISP_TOPO_SEND, 12},
+                                                                      {HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET, 16},
+                                                                      {HCC_IOCTL_IMG_USER_CFG_SET, 22},
+                                                                      {HCC_IOCTL_IMG_USER_CFG_REQ_GET, 23},
+                                                                      {HCC_IOCTL_IMG_USER_CFG_CACHE_SET, 24}};
+    for (const auto& [known, number] : numbered) {
+        EXPECT_EQ(request(known, record_of(known, {number})), 0) << known.name;
+        EXPECT_EQ(request(known, record_of(known, {std::uint8_t(number + 1)})), -EINVAL) << known.name;
+        EXPECT_EQ(request(known, record_of(known, {number, 0, 0, 1})), -EINVAL) << known.name;
+        EXPECT_EQ(request(known, record_of(known, {number, 0, 0, 0, 1})), -EINVAL) << known.name;
+    }
+    EXPECT_EQ(request(HCC_IOCTL_IMG_USER_CFG_SET, {22, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0}), -EINVAL);
+}
+
+TEST_F(CardModel, refuses_imaging_requests_whose_variable_is_not_offered)
+{
+    card.offered.readable.map[0] = ~(1U << HMI_VAR_CACHED_TOPO);
+    card.offered.writable.map[0] = ~(1U << HMI_VAR_IMG_USER_EXT_CFG);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET, record_of(HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET, {16})),
+              -EOPNOTSUPP);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_USER_CFG_SET, record_of(HCC_IOCTL_IMG_USER_CFG_SET, {22})), -EOPNOTSUPP);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_USER_CFG_CACHE_SET, record_of(HCC_IOCTL_IMG_USER_CFG_CACHE_SET, {24})),
+              -EOPNOTSUPP);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_USER_CFG_REQ_GET, record_of(HCC_IOCTL_IMG_USER_CFG_REQ_GET, {23})), 0);
+    card.offered.readable.map[0] = ~(1U << HMI_VAR_IMG_USER_EXT_CFG);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_USER_CFG_REQ_GET, record_of(HCC_IOCTL_IMG_USER_CFG_REQ_GET, {23})), -EOPNOTSUPP);
+}
+
+TEST_F(CardModel, has_one_display_at_first)
+{
+    bytes record(72);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_DISP_TOPO_GET, record), 0);
+    EXPECT_EQ(record, record_of(HCC_IOCTL_IMG_DISP_TOPO_GET,
+                                {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x80, 0x07, 0x38, 0x04}));
+    record = bytes(76);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_ASYNC_DISP_TOPO_GET, record), 0);
+    bytes expected = record_of(HCC_IOCTL_IMG_ASYNC_DISP_TOPO_GET,
+                               {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x80, 0x07, 0x38, 0x04});
+    expected[72] = 1;
+    EXPECT_EQ(record, expected);
+}
+
+TEST_F(CardModel, reads_the_displays_that_were_sent_behind_the_words_of_the_request)
+{
+    bytes sent = record_of(HCC_IOCTL_IMG_DISP_TOPO_SEND, {12});
+    std::iota(sent.begin() + 8, sent.end(), std::uint8_t{100});
+    EXPECT_EQ(request(HCC_IOCTL_IMG_DISP_TOPO_SEND, bytes(sent)), 0);
+    bytes record(72, 0xEE);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_DISP_TOPO_GET, record), 0);
+    std::fill_n(sent.begin(), 8, std::uint8_t{0xEE});
     EXPECT_EQ(record, sent);
-    EXPECT_EQ(last_record(0x7803), sent);
+}
+
+TEST_F(CardModel, answers_with_the_asynchronous_and_the_cached_layout)
+{
+    bytes expected = fill(card.kept.async_topology, 3);
+    bytes record(76);
+    EXPECT_EQ(request(HCC_IOCTL_IMG_ASYNC_DISP_TOPO_GET, record), 0);
+    std::fill_n(expected.begin(), 8, std::uint8_t{0});
+    EXPECT_EQ(record, expected);
+
+    expected = fill(card.kept.cached_topology, 4);
+    record = record_of(HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET, {16});
+    EXPECT_EQ(request(HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET, record), 0);
+    std::fill_n(expected.begin(), 8, std::uint8_t{0});
+    expected[0] = 16;
+    EXPECT_EQ(record, expected);
+}
+
+TEST_F(CardModel, keeps_the_layout_of_the_driver)
+{
+    sVESK_HALDO_HDC_KMP_DISP_TOPO_STRUCT topology;
+    const bytes sent = fill(topology, 5);
+    EXPECT_EQ(request(HDC_IOCTL_KMP_DISP_TOPO_SET, bytes(sent)), 0);
+    EXPECT_EQ(std::memcmp(&card.kept.driver_topology, sent.data(), sent.size()), 0);
+}
+
+TEST_F(CardModel, writes_nothing_when_it_fails_by_order)
+{
+    card.order(0x7803, -EIO);
+    card.order(0x7805, -EIO);
+    card.connect("192.0.2.77");
+    EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(HMI_VAR_SESS_DISC, {5})), -EIO);
+    EXPECT_EQ(request(HCC_IOCTL_HMI_LOCAL_VAR_SET, {0, 0, 0, 0, 7, 0, 0, 0}), -EIO);
+    EXPECT_EQ(card.kept.sess_link.trans_cnt, 1);
+    EXPECT_EQ(card.kept.disconnect_reason, 0U);
+    EXPECT_EQ(card.kept.host_sess_state, 0);
 }
 
 TEST_F(CardModel, answers_with_the_whole_context_of_the_client)

@@ -1,0 +1,37 @@
+# The simulated card's command line: what is wrong with it is said in two lines that name the word, with status 2.
+
+# refused SENTENCE [WORD...]
+refused() {
+    local sentence=$1 result=0
+    shift
+    haldo-cardsim "$@" >"$output" 2>&1 || result=$?
+    expect_equal 2 "$result"
+    expect_file "$output" <<END
+haldo-cardsim: $sentence
+Try 'haldo-cardsim --help'.
+END
+}
+
+refused '--journal FILE is missing'
+refused "'--journal' needs a value" --journal
+refused "'--jurnal' is not an option" --jurnal "$journal"
+refused "'more' is one word too many" --journal "$journal" more
+refused "--readable-map: '0x1ffffffff' is not a number of 32 bits" --readable-map 0x1ffffffff
+refused "--command-map: 'all' is not a number of 32 bits" --command-map all
+refused "--fail: '0x1' is not the code of a request" --fail 0x1
+refused "--fail: 'EWHAT' is not an errno" --fail 0x7801=EWHAT
+refused "--session: '' has no length between 1 and 35" --session ''
+long=$(printf '%036d' 0)
+refused "--session: '$long' has no length between 1 and 35" --session "$long"
+
+haldo-cardsim --help >"$output"
+wait_line "$output" 'Usage: haldo-cardsim --journal FILE *'
+
+# A second card finds the nodes taken, and does not disturb the first.
+start_card
+result=0
+haldo-cardsim --journal "$journal" 2>"$output" || result=$?
+expect_equal 1 "$result"
+expect_file "$output" <<<'haldo-cardsim: /dev/haldo_host0 exists already: another card has it'
+start_daemon
+expect_events <<<"$link_constructed"
