@@ -20,21 +20,6 @@ static bytes map_with(const bytes& first_word)
     return map;
 }
 
-// The reply to a request for a variable map: the map stands at offset 4, everything else is random.
-static bytes variable_with(const bytes& map)
-{
-    bytes reply = random_bytes(252);
-    std::ranges::copy(map, reply.begin() + 4);
-    return reply;
-}
-
-static sVESK_HALDO_HCC_HMI_AVAIL_STRUCT record_of(const bytes& map)
-{
-    sVESK_HALDO_HCC_HMI_AVAIL_STRUCT record;
-    std::memcpy(&record, map.data(), sizeof(record));
-    return record;
-}
-
 // --- Construction ---
 
 static const lines construction_with_both_nodes = {
@@ -174,14 +159,14 @@ TEST(link_constructor, keeps_what_the_firmware_offers)
     const bytes writable = random_bytes(32);
     expect_nodes_opened(h);
     h.expect_ioctl(HCC, 0x7801, zero_filled(32), commands);
-    h.expect_ioctl(HCC, 0x7802, zero_filled(252), variable_with(readable));
-    h.expect_ioctl(HCC, 0x7803, zero_filled(252), variable_with(writable));
+    h.expect_ioctl(HCC, 0x7802, zero_filled(252), reply_with(readable));
+    h.expect_ioctl(HCC, 0x7803, zero_filled(252), reply_with(writable));
     stated();
     const visible_link link;
     EXPECT_EQ(bytes_of(link.hmi_avail_cmd), commands);
     EXPECT_EQ(bytes_of(link.hmi_avail_get_var), readable);
     EXPECT_EQ(bytes_of(link.hmi_avail_set_var), writable);
-    EXPECT_EQ(stated(), (std::vector<stated_request>{{0x7801, 32, 1000}, {0x7802, 252, 1000}, {0x7803, 252, 1000}}));
+    EXPECT_EQ(stated(), (requests{{0x7801, 32, 1000}, {0x7802, 252, 1000}, {0x7803, 252, 1000}}));
     EXPECT_EQ(h.log(), lines());
     expect_nodes_closed(h);
 }
@@ -323,9 +308,9 @@ TEST(command_map, clears_all_maps_when_reset)
     host h;
     constructed_link link(h);
     m_log_level = VESK_LOG_DEBUG;
-    link->hmi_avail_cmd = record_of(random_bytes(32));
-    link->hmi_avail_get_var = record_of(random_bytes(32));
-    link->hmi_avail_set_var = record_of(random_bytes(32));
+    link->hmi_avail_cmd = record_of<availability_map>(random_bytes(32));
+    link->hmi_avail_get_var = record_of<availability_map>(random_bytes(32));
+    link->hmi_avail_set_var = record_of<availability_map>(random_bytes(32));
     link->hmi_avail_cmd_reset();
     EXPECT_EQ(bytes_of(link->hmi_avail_cmd), zero_filled(32));
     EXPECT_EQ(bytes_of(link->hmi_avail_get_var), zero_filled(32));
@@ -340,8 +325,8 @@ TEST(command_map, without_reading_or_writing_leaves_both_variable_maps_as_they_a
     const bytes commands = map_with({0x01, 0, 0, 0});
     const bytes readable = random_bytes(32);
     const bytes writable = random_bytes(32);
-    link->hmi_avail_get_var = record_of(readable);
-    link->hmi_avail_set_var = record_of(writable);
+    link->hmi_avail_get_var = record_of<availability_map>(readable);
+    link->hmi_avail_set_var = record_of<availability_map>(writable);
     h.expect_ioctl(HCC, 0x7801, zero_filled(32), commands);
     link->hmi_avail_cmd_get();
     EXPECT_EQ(bytes_of(link->hmi_avail_cmd), commands);
@@ -366,7 +351,7 @@ TEST(command_map, with_reading_alone_fills_the_readable_map_and_disables_every_s
     host h;
     expect_nodes_opened(h);
     h.expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32, {0x02}));
-    h.expect_ioctl(HCC, 0x7802, zero_filled(252), variable_with(bytes(32, 0xFF)));
+    h.expect_ioctl(HCC, 0x7802, zero_filled(252), reply_with(bytes(32, 0xFF)));
     const visible_link link;
     EXPECT_EQ(bytes_of(link.hmi_avail_get_var), bytes(32, 0xFF));
     EXPECT_EQ(bytes_of(link.hmi_avail_set_var), zero_filled(32));
@@ -382,7 +367,7 @@ TEST(command_map, with_writing_alone_fills_the_writable_map)
     constructed_link link(h);
     const bytes writable = random_bytes(32);
     h.expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32, {0x04}));
-    h.expect_ioctl(HCC, 0x7803, zero_filled(252), variable_with(writable));
+    h.expect_ioctl(HCC, 0x7803, zero_filled(252), reply_with(writable));
     link->hmi_avail_cmd_get();
     EXPECT_EQ(bytes_of(link->hmi_avail_get_var), zero_filled(32));
     EXPECT_EQ(bytes_of(link->hmi_avail_set_var), writable);
@@ -392,7 +377,7 @@ TEST(command_map, decides_by_bits_1_and_2_of_the_first_word_of_the_reply)
 {
     host h;
     constructed_link link(h);
-    link->hmi_avail_cmd = record_of(bytes(32, 0xFF));
+    link->hmi_avail_cmd = record_of<availability_map>(bytes(32, 0xFF));
     bytes commands(32, 0xFF);
     commands[0] = 0xF9;
     h.expect_ioctl(HCC, 0x7801, zero_filled(32), commands);
@@ -406,7 +391,7 @@ TEST(command_map, is_kept_last)
     constructed_link link(h);
     const bytes before = random_bytes(32);
     const bytes commands = map_with({0x06, 0, 0, 0});
-    link->hmi_avail_cmd = record_of(before);
+    link->hmi_avail_cmd = record_of<availability_map>(before);
     int variables_read = 0;
     h.serve_ioctl([&](int, std::uint32_t code, void* record) {
         if (code == 0x7801) {
@@ -429,9 +414,9 @@ TEST(command_map, clears_all_maps_when_it_cannot_be_read)
         "hmi_avail_cmd_get E failed to get available HMI commands",
     };
     expect_lines_by_level(all, [&](host& h, visible_link& link) {
-        link.hmi_avail_cmd = record_of(bytes(32, 0xFF));
-        link.hmi_avail_get_var = record_of(bytes(32, 0xFF));
-        link.hmi_avail_set_var = record_of(bytes(32, 0xFF));
+        link.hmi_avail_cmd = record_of<availability_map>(bytes(32, 0xFF));
+        link.hmi_avail_get_var = record_of<availability_map>(bytes(32, 0xFF));
+        link.hmi_avail_set_var = record_of<availability_map>(bytes(32, 0xFF));
         h.expect_ioctl(HCC, 0x7801, zero_filled(32), {}, -1);
         link.hmi_avail_cmd_get();
         EXPECT_EQ(bytes_of(link.hmi_avail_cmd), zero_filled(32));
@@ -497,8 +482,8 @@ TEST(command_map, is_traced_before_the_variable_maps)
     };
     expect_lines_by_level(all, [&](host& h, visible_link& link) {
         h.expect_ioctl(HCC, 0x7801, zero_filled(32), map_with({0x07, 0, 0, 0}));
-        h.expect_ioctl(HCC, 0x7802, zero_filled(252), variable_with(map_with({0x08, 0, 0, 0})));
-        h.expect_ioctl(HCC, 0x7803, zero_filled(252), variable_with(map_with({0, 0x10, 0, 0})));
+        h.expect_ioctl(HCC, 0x7802, zero_filled(252), reply_with(map_with({0x08, 0, 0, 0})));
+        h.expect_ioctl(HCC, 0x7803, zero_filled(252), reply_with(map_with({0, 0x10, 0, 0})));
         link.hmi_avail_cmd_get();
     });
 }
@@ -535,14 +520,14 @@ TEST_P(variable_map_test, is_the_32_bytes_at_offset_4_of_the_reply)
     constructed_link link(h);
     const bytes offered = random_bytes(32);
     const bytes other = random_bytes(32);
-    (*link).*map.other_member = record_of(other);
-    h.expect_ioctl(HCC, map.code, zero_filled(252), variable_with(offered));
+    (*link).*map.other_member = record_of<availability_map>(other);
+    h.expect_ioctl(HCC, map.code, zero_filled(252), reply_with(offered));
     stated();
     ((*link).*map.read)();
     EXPECT_EQ(bytes_of((*link).*map.member), offered);
     EXPECT_EQ(bytes_of((*link).*map.other_member), other);
     EXPECT_EQ(bytes_of(link->hmi_avail_cmd), zero_filled(32));
-    EXPECT_EQ(stated(), (std::vector<stated_request>{{map.code, 252, 1000}}));
+    EXPECT_EQ(stated(), (requests{{map.code, 252, 1000}}));
     EXPECT_EQ(h.log(), lines());
 }
 
@@ -555,9 +540,9 @@ TEST_P(variable_map_test, is_cleared_when_it_cannot_be_read)
     expect_lines_by_level(all, [&](host& h, visible_link& link) {
         const bytes commands = random_bytes(32);
         const bytes other = random_bytes(32);
-        link.hmi_avail_cmd = record_of(commands);
-        link.*map.member = record_of(bytes(32, 0xFF));
-        link.*map.other_member = record_of(other);
+        link.hmi_avail_cmd = record_of<availability_map>(commands);
+        link.*map.member = record_of<availability_map>(bytes(32, 0xFF));
+        link.*map.other_member = record_of<availability_map>(other);
         h.expect_ioctl(HCC, map.code, zero_filled(252), {}, -1);
         (link.*map.read)();
         EXPECT_EQ(bytes_of(link.*map.member), zero_filled(32));
@@ -578,7 +563,7 @@ TEST_P(variable_map_test, that_cannot_be_read_leaves_the_others_as_they_were_rea
         if (code == map.code)
             h.expect_ioctl(HCC, code, zero_filled(252), {}, -1);
         else
-            h.expect_ioctl(HCC, code, zero_filled(252), variable_with(other));
+            h.expect_ioctl(HCC, code, zero_filled(252), reply_with(other));
     }
     link->hmi_avail_cmd_get();
     EXPECT_EQ(bytes_of(link->hmi_avail_cmd), commands);
@@ -598,7 +583,7 @@ TEST_P(variable_map_test, is_traced_with_the_names_of_ids_0_to_13)
         host h;
         constructed_link link(h);
         m_log_level = VESK_LOG_DEBUG;
-        h.expect_ioctl(HCC, map.code, zero_filled(252), variable_with(map_with(first_word)));
+        h.expect_ioctl(HCC, map.code, zero_filled(252), reply_with(map_with(first_word)));
         ((*link).*map.read)();
         m_log_level = VESK_LOG_OFF;
         return h.log();
@@ -686,9 +671,9 @@ TEST_P(availability, is_not_given_when_its_bit_alone_is_missing)
 {
     host h;
     constructed_link link(h);
-    link->hmi_avail_cmd = record_of(bytes(32, 0xFF));
-    link->hmi_avail_get_var = record_of(bytes(32, 0xFF));
-    link->hmi_avail_set_var = record_of(bytes(32, 0xFF));
+    link->hmi_avail_cmd = record_of<availability_map>(bytes(32, 0xFF));
+    link->hmi_avail_get_var = record_of<availability_map>(bytes(32, 0xFF));
+    link->hmi_avail_set_var = record_of<availability_map>(bytes(32, 0xFF));
     EXPECT_EQ(((*link).*GetParam().available)(), 0);
     ((*link).*GetParam().map).map[0] &= ~GetParam().mask;
     EXPECT_EQ(((*link).*GetParam().available)(), -511);

@@ -4,29 +4,18 @@
 #include "vesk_log.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
-
-using requests = std::vector<stated_request>;
 
 static const bytes COMM_OPEN = {1, 0, 0, 0, 1, 0, 0, 0};
 static const bytes COMM_CLOSE = {1, 0, 0, 0, 0, 0, 0, 0};
 static constexpr std::size_t CONTEXT_SIZE = 292;
 
-// A link of which the driver channel could not be opened.
-class half_open_link : public testing::Test
+class half_open : public testing::Test
 {
 protected:
-    half_open_link()
-    {
-        expect_link_constructed(h, ENOENT);
-        link.emplace();
-        h.raw_log();
-    }
-    ~half_open_link() override { expect_nodes_closed(h, false); }
     host h;
-    std::optional<visible_link> link;
+    half_open_link link{h};
 };
 
 // --- hdc_open ---
@@ -88,7 +77,7 @@ TEST(hdc_open, returns_the_code_of_the_path_even_when_the_undo_fails)
                           });
 }
 
-TEST_F(half_open_link, undoes_the_channel_and_returns_the_code_of_the_closed_device)
+TEST_F(half_open, undoes_the_channel_and_returns_the_code_of_the_closed_device)
 {
     h.expect_ioctl(HCC, 0x7821, COMM_OPEN);
     h.expect_ioctl(HCC, 0x7821, COMM_CLOSE, {}, -1);
@@ -149,7 +138,7 @@ TEST(hdc_close, reports_both_requests_by_the_success_of_the_first)
                           });
 }
 
-TEST_F(half_open_link, closes_its_path_with_the_result_of_the_channel)
+TEST_F(half_open, closes_its_path_with_the_result_of_the_channel)
 {
     h.expect_ioctl(HCC, 0x7821, COMM_CLOSE);
     m_log_level = VESK_LOG_DEBUG;
@@ -163,10 +152,8 @@ TEST_F(half_open_link, closes_its_path_with_the_result_of_the_channel)
 TEST(hdc_close, tries_both_requests_without_any_node)
 {
     host h;
-    expect_nodes_opened(h, ENOENT, ENOENT);
-    visible_link link;
-    h.raw_log();
-    EXPECT_EQ(link.hdc_close(), -503);
+    nodeless_link link(h);
+    EXPECT_EQ(link->hdc_close(), -503);
     EXPECT_EQ(h.log(), (lines{"synch_ioctl E not m_initialized",
                               "hdc_close E VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL failed (ret=-503)",
                               "synch_ioctl E not m_initialized",
@@ -316,13 +303,11 @@ TEST(kmp_pri_ctxt_get, that_fails_leaves_the_context_valid_or_not_as_it_was)
 TEST(kmp_pri_ctxt_get, reports_a_closed_control_channel)
 {
     host h;
-    expect_nodes_opened(h, ENOENT, ENOENT);
-    visible_link link;
-    h.raw_log();
-    link.kmp_pri_ctxt_get();
+    nodeless_link link(h);
+    link->kmp_pri_ctxt_get();
     EXPECT_EQ(h.log(), (lines{"synch_ioctl E not m_initialized",
                               "kmp_pri_ctxt_get E HCC_IOCTL_KMP_PRI_CTXT_GET failed (ret=-503)"}));
-    EXPECT_EQ(link.kmp_pri_ctxt_valid, 0u);
+    EXPECT_EQ(link->kmp_pri_ctxt_valid, 0u);
 }
 
 // --- kmp_pri_ctxt_reset ---
@@ -463,12 +448,7 @@ TEST(is_client_sc, is_0_before_a_context_has_been_fetched)
 
 // --- kmp_driver_cfg_set ---
 
-static sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT driver_cfg(const bytes& record)
-{
-    sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT cfg;
-    std::memcpy(&cfg, record.data(), sizeof(cfg));
-    return cfg;
-}
+using driver_cfg = sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT;
 
 struct accepted_cfg {
     const char* name;
@@ -505,7 +485,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(accepted_driver_cfg, is_sent_as_it_is)
 {
     expect_lines_by_level({GetParam().line}, [](host& h, visible_link& link) {
-        auto cfg = driver_cfg(GetParam().record);
+        auto cfg = record_of<driver_cfg>(GetParam().record);
         h.expect_ioctl(HDC, 0x7911, GetParam().record, random_bytes(8));
         EXPECT_EQ(link.kmp_driver_cfg_set(&cfg), 0);
         EXPECT_EQ(bytes_of(cfg), GetParam().record);
@@ -520,7 +500,7 @@ TEST_P(accepted_driver_cfg, is_left_as_it_is_when_the_driver_rejects_it)
         {"synch_ioctl E ioctl 0x00007911 failed (rv=-1)",
          std::string("kmp_driver_cfg_set E HDC_IOCTL_KMP_DRIVER_CFG_SET type ") + type + " failed (ret=-500)"},
         [](host& h, visible_link& link) {
-            auto cfg = driver_cfg(GetParam().record);
+            auto cfg = record_of<driver_cfg>(GetParam().record);
             h.expect_ioctl(HDC, 0x7911, GetParam().record, {}, -1);
             EXPECT_EQ(link.kmp_driver_cfg_set(&cfg), -500);
             EXPECT_EQ(bytes_of(cfg), GetParam().record);
@@ -551,7 +531,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(refused_driver_cfg, is_not_sent)
 {
     expect_lines_by_level({"kmp_driver_cfg_set E invalid input: " + GetParam().values}, [](host&, visible_link& link) {
-        auto cfg = driver_cfg(GetParam().record);
+        auto cfg = record_of<driver_cfg>(GetParam().record);
         EXPECT_EQ(link.kmp_driver_cfg_set(&cfg), -501);
         EXPECT_EQ(bytes_of(cfg), GetParam().record);
         EXPECT_EQ(stated(), requests());
@@ -576,7 +556,7 @@ TEST(kmp_driver_cfg_set, needs_neither_a_context_nor_an_open_path)
     EXPECT_EQ(link->kmp_driver_cfg_set(&cfg), 0);
 }
 
-TEST_F(half_open_link, passes_up_the_code_of_the_closed_driver_channel)
+TEST_F(half_open, passes_up_the_code_of_the_closed_driver_channel)
 {
     sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT cfg{KMP_DRIVER_CFG_LOCAL_TABLET, 1};
     EXPECT_EQ(link->kmp_driver_cfg_set(&cfg), -503);

@@ -2,6 +2,7 @@
 
 #include "vesk_log.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 void expect_lines_by_level(const lines& all, const std::function<void(host&)>& scenario)
@@ -77,17 +78,30 @@ void expect_nodes_opened(host& h, int hcc_error, int hdc_error)
     h.expect("open /dev/haldo_host1 O_RDWR", hdc_error == 0 ? HDC : -1, hdc_error);
 }
 
-void expect_nodes_closed(host& h, bool has_hdc)
+void expect_nodes_closed(host& h, bool has_hdc, bool has_hcc)
 {
     if (has_hdc)
         h.expect("close 4");
-    h.expect("close 3");
+    if (has_hcc)
+        h.expect("close 3");
 }
 
 void expect_link_constructed(host& h, int hdc_error)
 {
     expect_nodes_opened(h, 0, hdc_error);
     h.expect_ioctl(HCC, 0x7801, zero_filled(32), zero_filled(32));
+}
+
+bytes request_for(std::uint8_t id, const bytes& payload)
+{
+    return zero_filled(252, joined({id, 0, 0, 0}, payload));
+}
+
+bytes reply_with(const bytes& payload)
+{
+    bytes reply = random_bytes(252);
+    std::ranges::copy(payload, reply.begin() + 4);
+    return reply;
 }
 
 // --- Detaching ---

@@ -40,9 +40,14 @@ inline constexpr int HDC = 4;
 // An error: this node cannot be opened.
 void expect_nodes_opened(host& h, int hcc_error = 0, int hdc_error = 0);
 // In the opposite order.
-void expect_nodes_closed(host& h, bool has_hdc = true);
+void expect_nodes_closed(host& h, bool has_hdc = true, bool has_hcc = true);
 // A link on them is constructed, with firmware that offers nothing.
 void expect_link_constructed(host& h, int hdc_error = 0);
+
+// The 252 bytes of a request for a variable.
+bytes request_for(std::uint8_t id, const bytes& payload = {});
+// The reply with this payload. Everything else is random: the id, too.
+bytes reply_with(const bytes& payload);
 
 // --- Detaching ---
 

@@ -162,6 +162,12 @@ bytes zero_filled(std::size_t n, bytes first)
     return first;
 }
 
+bytes joined(bytes first, const bytes& second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 lines at_level(int level, const lines& all)
 {
     lines written;

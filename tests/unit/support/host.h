@@ -23,9 +23,12 @@
 // configuration file alone.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <ctime>
 #include <functional>
+#include <gtest/gtest.h>
 #include <memory>
 #include <optional>
 #include <string>
@@ -39,10 +42,23 @@ template <typename Record> bytes bytes_of(const Record& record)
     const auto* first = reinterpret_cast<const std::uint8_t*>(&record);
     return {first, first + sizeof(record)};
 }
+// The record of these bytes.
+template <typename Record> Record record_of(const bytes& content)
+{
+    Record record{};
+    EXPECT_EQ(content.size(), sizeof(record));
+    std::memcpy(&record, content.data(), std::min(content.size(), sizeof(record)));
+    return record;
+}
 // n bytes that differ from run to run. A failed test prints the seed; HALDO_TEST_SEED sets it.
 bytes random_bytes(std::size_t n);
+template <typename Record> Record random_record()
+{
+    return record_of<Record>(random_bytes(sizeof(Record)));
+}
 // n bytes, all zero but the first ones.
 bytes zero_filled(std::size_t n, bytes first = {});
+bytes joined(bytes first, const bytes& second);
 
 // Lines of the log, each "function L text".
 using lines = std::vector<std::string>;

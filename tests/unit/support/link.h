@@ -4,6 +4,10 @@
 #include "calls.h"
 #include "vesk_haldo_link.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+
 struct visible_link : cVESK_HALDO_LINK {
     using cVESK_HALDO_LINK::bmp_cache;
     using cVESK_HALDO_LINK::bmp_cache_cnt;
@@ -18,18 +22,45 @@ struct visible_link : cVESK_HALDO_LINK {
     using cVESK_HALDO_LINK::started;
 };
 
-// A link that was constructed with firmware that offers nothing; what that wrote is not in the log. It closes its nodes
-// at the end.
-class constructed_link
+// --- What the firmware offers ---
+
+using availability_map = sVESK_HALDO_HCC_HMI_AVAIL_STRUCT;
+using map_member = availability_map visible_link::*;
+
+inline constexpr map_member COMMANDS = &visible_link::hmi_avail_cmd;
+inline constexpr map_member READABLE = &visible_link::hmi_avail_get_var;
+inline constexpr map_member WRITABLE = &visible_link::hmi_avail_set_var;
+inline constexpr map_member MAPS[] = {COMMANDS, READABLE, WRITABLE};
+
+inline void offer(visible_link& link, map_member map, unsigned int bit)
+{
+    (link.*map).map[bit / 32] |= 1u << bit % 32;
+}
+// Everything but this bit of this map.
+inline void offer_all_but(visible_link& link, map_member map, unsigned int bit)
+{
+    for (const map_member each : MAPS)
+        std::ranges::fill((link.*each).map, 0xFFFFFFFF);
+    (link.*map).map[bit / 32] &= ~(1u << bit % 32);
+}
+
+// --- Links ---
+
+// A link that was constructed on the nodes that can be opened, with firmware that offers nothing; what that wrote is
+// not in the log. It closes its nodes at the end.
+template <bool has_hcc, bool has_hdc> class link_on_nodes
 {
 public:
-    explicit constructed_link(host& h) : h(h)
+    explicit link_on_nodes(host& h) : h(h)
     {
-        expect_link_constructed(h);
+        if (has_hcc)
+            expect_link_constructed(h, has_hdc ? 0 : ENOENT);
+        else
+            expect_nodes_opened(h, ENOENT, has_hdc ? 0 : ENOENT);
         link.emplace();
         h.raw_log();
     }
-    ~constructed_link() { expect_nodes_closed(h); }
+    ~link_on_nodes() { expect_nodes_closed(h, has_hdc, has_hcc); }
     visible_link* operator->() { return &*link; }
     visible_link& operator*() { return *link; }
 
@@ -37,3 +68,8 @@ private:
     host& h;
     std::optional<visible_link> link;
 };
+
+using constructed_link = link_on_nodes<true, true>;
+using closed_link = link_on_nodes<false, true>;    // without the control channel
+using half_open_link = link_on_nodes<true, false>; // without the driver channel
+using nodeless_link = link_on_nodes<false, false>;
