@@ -269,7 +269,7 @@ public:
     // Releases the mirror's memory. Returns VESK_OK always.
     int flush_bitmap_cache();
 
-    // --- KMP control ---
+    // --- KMP control. docs/protocol.md, "Driver configuration". ---
 
     // Configures the driver: 0x7911, the 8 bytes of cfg as they are. Type 0 (how the cursor is reported): setting 0
     // absolute, 1 relative. Type 1 (local tablet mode): setting 0 off, 1 on.

@@ -264,7 +264,7 @@ static constexpr sVESK_REQUEST_STRUCT with_timeout(sVESK_REQUEST_STRUCT request,
 static constexpr bool FRAMED = true;
 static constexpr bool UNFRAMED = false;
 
-// function, variable, request, availability, failure line (each known to the field by its own wording), frame
+// function, variable, request, availability, failure line (searches of logs know each by its own wording), frame
 // clang-format off
 static constexpr sVESK_HMI_OPERATION_STRUCT
     LINK_INFO_GET{"link_info_get", HMI_VAR_LINK_INFO, HCC_IOCTL_HMI_VAR_GET, AVAIL(link_info_get_avail),
@@ -710,7 +710,7 @@ int cVESK_HALDO_LINK::send_topology(sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT* f
     static constexpr const char* function = "disp_topology_send";
     sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT session;
     if (sess_link_get(&session) != VESK_OK || (session.flags & HMI_SESS_LINK_CONNECTED) == 0) {
-        // Without its closing parenthesis, as the field knows it.
+        // Without its closing parenthesis: searches of logs know it so.
         VESK_LOG_AS(function, VESK_LOG_DEBUG, "disp topology not sent (failed to get topology or no active session");
         return VESK_FAILED;
     }
