@@ -9,12 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 
-// The kind of a cursor bitmap.
-enum eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE : int {
-    KMP_CUR_BITMAP_TYPE_ALPHA = 0, // one plane of 32-bit pixels
-    KMP_CUR_BITMAP_TYPE_COLOR = 1, // a 1-bit AND plane and an XOR plane of 1 or 32 bits
-};
-
 // One entry of the link's mirror of the client's cursor shape cache.
 struct bmp_cache_entry {
     eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE bitmap_type;
@@ -24,8 +18,8 @@ struct bmp_cache_entry {
     std::uint8_t height;
     std::uint8_t and_depth;
     std::uint8_t xor_depth;
-    std::uint8_t* data; // the bitmap's bytes, owned by the entry
-    std::uint32_t len;  // valid bytes in data
+    std::uint8_t* data; // the bitmap as its caller gave it, in a block that the entry owns
+    std::uint32_t len;  // valid bytes in data, 0 for an entry that stands for no shape
 };
 
 // The most entries that the mirror has.
@@ -260,24 +254,137 @@ public:
     // 1 when the context is valid and idle-hide of the local cursor is not in force, else 0.
     int is_client_sc() const;
 
-    // --- Cursor shape cache. docs/protocol.md, "Cursor shape cache". ---
+    // --- Local cursor, keyboard and tablets. docs/protocol.md, "Cursor, keyboard and tablets". ---
+    //
+    // Each sends one request on HDC. Beside the results that it names it returns VESK_OK, or VESK_FAILED or
+    // VESK_NOT_INITIALIZED from that request. Where a predicate is named it is asked first: VESK_NOT_SUPPORTED, with
+    // nothing sent. Where a feature must be offered or a value is limited nothing is sent otherwise; a value for which
+    // no limit is given is sent as it is. On failure what a pointer leads to is untouched.
 
-    // Builds the mirror of the client's cache anew, by the sizes of the context: at most 16 entries, fewer when memory
-    // runs out, none when the client does not cache. link_heartbeat calls it. Returns VESK_OK always.
+    // Switch local cursor and local keyboard on or off: 0x7902, 8 bytes (lcur_lkbd_avail).
+    int lcur_lkbd_enable();
+    int lcur_lkbd_disable();
+
+    // Reads their status, a bit mask of the driver's: 0x7903, 8 bytes. A null pointer is reported with an assertion
+    // line; the request is sent all the same.
+    int lcur_lkbd_dev_feat_stat_get(unsigned int* status);
+
+    // Reads the driver's last status: 0x790D, 16 bytes. status: a bit mask of the driver's; hid_devices: the number of
+    // HID-over-IP (HoIP) devices; tablet_activate_ack: the acknowledgement of an activated HoIP tablet. A null status
+    // or count is reported with an assertion line; the request is sent all the same, and what is not null is written.
+    int lcur_lkbd_last_stat_get(unsigned int* status, unsigned int* count, unsigned int* hid_devices,
+                                unsigned int* tablet_activate_ack);
+
+    // Sets the idle-hide value of the local cursor, which is the driver's to interpret: 0x790A, 8 bytes
+    // (lcur_idle_hide_avail, which is logged at the debug level only).
+    int lcur_idle_hide_set(unsigned int value);
+
+    // Sets or reads the speed of the local cursor: 0x790C and 0x790B, 8 bytes (lcur_spd_avail). VESK_INVALID_ARGUMENT
+    // for a speed outside of 10 to 250, if the feature is offered; for a null pointer, whether it is or not.
+    int lcur_spd_set(unsigned int speed);
+    int lcur_spd_get(unsigned int* speed);
+
+    // Shows the shape in a slot of the client's cache: 0x7907, 12 bytes. VESK_INVALID_ARGUMENT unless index is below
+    // the context's cur_shape_caches. Whether the slot holds a shape is not asked: lcur_shape_bmp_send knows it.
+    int lcur_change_shape_send(unsigned char index);
+
+    // Shows (not 0) or hides the pointer: 0x7909, 12 bytes. The time stamp is the caller's.
+    int lcur_pointer_visibility_set(unsigned int time_stamp, unsigned char visible);
+
+    // Moves the pointer, to x and y in pixels: 0x7908, 12 bytes. The second form (0x790F, 4 bytes) has no time stamp
+    // and leaves it to the driver whether the position is a new one.
+    int lcur_pointer_location_set(unsigned int time_stamp, unsigned short x, unsigned short y);
+    int lcur_pointer_location_set_if_new(unsigned short x, unsigned short y);
+
+    // Sets the keyboard's repeat rates: 0x7904, 12 bytes; asks no predicate. Reads them: 0x790E, 12 bytes
+    // (lkbd_client_auto_repeat_avail); VESK_INVALID_ARGUMENT, before that, when a pointer is null. Units are the
+    // driver's.
+    int lkbd_repeat_rates_set(unsigned short delay, unsigned short interval);
+    int lkbd_repeat_rates_get(unsigned short* delay, unsigned short* interval);
+
+    // Tells the driver to process new HID-over-IP tablets: 0x7912, no record. Tells the client that the host is ready
+    // for them: 0x7913, no record. Neither asks hoip_avail.
+    int proc_new_hoip_tablets();
+    int send_hoip_host_ready();
+
+    // Configures the driver: 0x7911, the 8 bytes of cfg as they are. Type 0 (how the cursor is reported): setting 0
+    // absolute, 1 relative. Type 1 (local tablet mode): setting 0 off, 1 on. VESK_INVALID_ARGUMENT when cfg is null,
+    // the type is neither 0 nor 1, or the setting is above 1; a negative setting is sent.
+    int kmp_driver_cfg_set(sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT* cfg);
+
+    // --- Cursor shapes. docs/protocol.md, "Cursor shapes" and "Cursor shape cache". ---
+
+    // Whether a cursor of this size, in pixels, can be sent: VESK_OK, or VESK_NOT_SUPPORTED when the client does not
+    // report its largest size or the size of its cache entries, when width or height exceeds what it reports, or when
+    // the bitmap exceeds an entry. It counts width * height * 4 bytes for an ALPHA bitmap and width * height / 8 more
+    // for any other type: rows without padding and an XOR plane of 32 bits, whatever will be sent. The arithmetic
+    // is that of 32-bit two's complement and wraps from 2^29 pixels on. Sends nothing, logs nothing, and does not ask
+    // whether the context is valid.
+    int lcur_shape_size_valid(unsigned short width, unsigned short height, int bitmap_type) const;
+
+    // Shows a cursor shape: selects it (lcur_change_shape_send, whose result is then returned) if the client has it in
+    // its cache, and otherwise sends it: 0x7906, a head of 20 bytes and bmp_len bytes.
+    //
+    // bmp, bmp_len: the bitmap, rows of pixels from the bottom to the top, the leftmost pixel of a 1-bit plane in bit
+    // 7. An ALPHA bitmap goes out as it is; its depths are 0 and its length is the caller's alone. A COLOR bitmap has
+    // and_depth 1 and
+    //     xor_depth 32: an AND plane, its rows padded to 4 bytes, and an XOR plane of width * 4 bytes a row;
+    //     xor_depth 1: an XOR plane and then an AND plane, rows as above; height counts both, and half of it, rounded
+    //     down, is the cursor's.
+    // It goes out as flip_bitmap writes it, with zero bytes up to bmp_len. width, height: 0 to 255 px. shape_arg1,
+    // shape_arg2: sent as they are.
+    //
+    // Returns VESK_OK; VESK_INVALID_ARGUMENT when bmp is null or bmp_len is 0, each reported with an assertion line
+    // too; VESK_NOT_SUPPORTED (lcur_shape_bmp_send_avail, or another type or depth); VESK_NO_MEMORY when the record
+    // cannot be allocated, which includes a length that exceeds 32 bits; VESK_FAILED when bmp_len is too short for the
+    // planes; VESK_FAILED or VESK_NOT_INITIALIZED from the request. On failure the cache is as it was, and the next
+    // shape is announced for the same slot.
+    //
+    // A bitmap longer than an entry of the cache is sent, but has to be sent again each time. Without a cache every
+    // shape that was sent is followed by an error and an assertion line.
+    int lcur_shape_bmp_send(unsigned char shape_arg1, unsigned char shape_arg2, unsigned char width,
+                            unsigned char height, unsigned char and_depth, unsigned char xor_depth,
+                            const unsigned char* bmp, unsigned int bmp_len,
+                            eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE bitmap_type);
+
+    // Converts a COLOR bitmap as lcur_shape_bmp_send describes it, with the height of the cursor itself, into what the
+    // request carries: the AND plane and then the XOR plane, rows from the top to the bottom. When the AND plane has no
+    // transparent bit only the XOR plane is written, from dst on, and *no_transparency is set to 1; otherwise that is
+    // left as it is.
+    //
+    // The search for a transparent bit starts at the AND plane's last row in memory and runs on for height rows, so
+    // that behind the first of them it reads what follows the AND plane, and nothing of its other rows: the card
+    // expects it so. src and dst have dest_len bytes each; behind the end of src the search sees zeros, and reads
+    // nothing. An xor_depth other than 1 means 32.
+    //
+    // Returns VESK_OK, or VESK_FAILED, with nothing written, when the planes are larger than dest_len.
+    static int flip_bitmap(unsigned char width, unsigned char height, unsigned char xor_depth, unsigned int dest_len,
+                           const unsigned char* src, unsigned char* dst, int* no_transparency);
+
+    // Builds the link's mirror of the client's cache anew, by the sizes of the context: at most 16 entries, fewer when
+    // memory runs out, none when the client does not cache. link_heartbeat calls it; whoever fetches a context
+    // otherwise calls it afterwards. Returns VESK_OK always.
     int init_bitmap_cache();
 
     // Releases the mirror's memory. Returns VESK_OK always.
     int flush_bitmap_cache();
 
-    // --- KMP control. docs/protocol.md, "Driver configuration". ---
-
-    // Configures the driver: 0x7911, the 8 bytes of cfg as they are. Type 0 (how the cursor is reported): setting 0
-    // absolute, 1 relative. Type 1 (local tablet mode): setting 0 off, 1 on.
+    // Parts of lcur_shape_bmp_send; their height is that of the cursor itself. They send nothing.
     //
-    // Returns VESK_OK; VESK_INVALID_ARGUMENT, with nothing sent, when cfg is null, the type is neither 0 nor 1, or the
-    // setting is above 1; VESK_FAILED or VESK_NOT_INITIALIZED from the request. Only the setting's upper bound is
-    // tested: a negative one is sent.
-    int kmp_driver_cfg_set(sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT* cfg);
+    // Notes that the client has taken a shape into the slot behind the one that was written last, round robin. A bitmap
+    // longer than an entry's block empties that entry instead, since the client may have overwritten its slot, and the
+    // slot stays the next one. Without a cache: an error and an assertion line.
+    void add_bitmap_to_cache(unsigned char shape_arg1, unsigned char shape_arg2, unsigned char width,
+                             unsigned char height, unsigned char and_depth, unsigned char xor_depth,
+                             const unsigned char* bmp, unsigned int bmp_len,
+                             eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE bitmap_type);
+
+    // Whether the cache holds a shape, the same in all of its arguments: 1, with the lowest slot in *index; or 0, with
+    // *index untouched.
+    int is_bitmap_cached(unsigned char shape_arg1, unsigned char shape_arg2, unsigned char width, unsigned char height,
+                         unsigned char and_depth, unsigned char xor_depth, const unsigned char* bmp,
+                         unsigned int bmp_len, eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE bitmap_type,
+                         unsigned char* index) const;
 
 protected:
     std::uint32_t started = 0;
@@ -288,8 +395,9 @@ protected:
     sVESK_HALDO_HCC_HMI_AVAIL_STRUCT hmi_avail_set_var;
     sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT kmp_pri_ctxt{};
     std::uint32_t kmp_pri_ctxt_valid = 0;
-    int bmp_cache_cnt = 0;           // usable entries of bmp_cache
-    std::uint8_t bmp_cache_last = 0; // slot written most recently
+    int bmp_cache_cnt = 0;             // usable entries of bmp_cache
+    std::uint8_t bmp_cache_last = 0;   // slot written most recently
+    std::uint32_t bmp_cache_block = 0; // bytes of each entry's block
     bmp_cache_entry bmp_cache[BMP_CACHE_MAX]{};
 
 private:
@@ -312,4 +420,6 @@ private:
     int read_variable_map(const char* function, const sVESK_REQUEST_STRUCT& request,
                           sVESK_HALDO_HCC_HMI_AVAIL_STRUCT* map);
     int hdc_comm_ctrl(std::uint32_t open);
+    int feat_en(const char* function, std::uint32_t enable, const char* success);
+    unsigned char next_slot() const;
 };

@@ -70,3 +70,104 @@ struct sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT {
     std::int32_t setting; // see the type
 };
 static_assert(sizeof(sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT) == 8);
+
+// The first word of a request that sets something: 0x000A, and the message in the low half.
+enum eVESK_HALDO_HDC_KMP_MSG : std::uint32_t {
+    KMP_MSG_FEAT_EN = 0x000A0000,
+    KMP_MSG_CUR_SHAPE_BMP = 0x000A0003,
+    KMP_MSG_CUR_SHAPE = 0x000A0004,
+    KMP_MSG_CUR_POS = 0x000A0005,
+    KMP_MSG_KBD_REPEAT = 0x000A0006,
+    KMP_MSG_CUR_VIS = 0x000A0008,
+    KMP_MSG_CUR_IDLE_HIDE = 0x000A000D,
+    KMP_MSG_CUR_SPD = 0x000A000F,
+};
+
+// One value: local cursor and keyboard on or off (0x7902), their status (0x7903), idle-hide (0x790A), cursor speed
+// (0x790B, 0x790C). A request that reads sends all zero, the header too.
+struct sVESK_HALDO_HDC_KMP_VALUE_STRUCT {
+    std::uint32_t header;
+    std::uint32_t value;
+};
+static_assert(sizeof(sVESK_HALDO_HDC_KMP_VALUE_STRUCT) == 8);
+
+// The speed of the local cursor that 0x790C carries.
+inline constexpr std::uint32_t KMP_CUR_SPD_MIN = 10;
+inline constexpr std::uint32_t KMP_CUR_SPD_MAX = 250;
+
+// The keyboard's repeat rates (0x7904, 0x790E): the interval comes first.
+struct sVESK_HALDO_HDC_KMP_KBD_REPEAT_STRUCT {
+    std::uint32_t header;
+    std::uint32_t reserved;
+    std::uint16_t interval;
+    std::uint16_t delay;
+};
+static_assert(sizeof(sVESK_HALDO_HDC_KMP_KBD_REPEAT_STRUCT) == 12);
+
+// Selects a shape of the client's cache (0x7907).
+struct sVESK_HALDO_HDC_KMP_CUR_SHAPE_STRUCT {
+    std::uint32_t header;
+    std::uint32_t reserved;
+    std::uint8_t index; // cache slot
+    std::uint8_t reserved2[3];
+};
+static_assert(sizeof(sVESK_HALDO_HDC_KMP_CUR_SHAPE_STRUCT) == 12);
+
+// The pointer's position (0x7908).
+struct sVESK_HALDO_HDC_KMP_CUR_POS_STRUCT {
+    std::uint32_t header;
+    std::uint32_t time_stamp;
+    std::uint16_t x;
+    std::uint16_t y;
+};
+static_assert(sizeof(sVESK_HALDO_HDC_KMP_CUR_POS_STRUCT) == 12);
+
+// The same without a time stamp (0x790F): the driver sends it on if it is a new one.
+struct sVESK_HALDO_HDC_KMP_CUR_POS_IF_NEW_STRUCT {
+    std::uint16_t x;
+    std::uint16_t y;
+};
+static_assert(sizeof(sVESK_HALDO_HDC_KMP_CUR_POS_IF_NEW_STRUCT) == 4);
+
+// The pointer's visibility (0x7909).
+struct sVESK_HALDO_HDC_KMP_CUR_VIS_STRUCT {
+    std::uint32_t header;
+    std::uint32_t time_stamp;
+    std::uint8_t visible; // 0 or 1
+    std::uint8_t reserved[3];
+};
+static_assert(sizeof(sVESK_HALDO_HDC_KMP_CUR_VIS_STRUCT) == 12);
+
+// The driver's last status (0x790D). A request sends all zero.
+struct sVESK_HALDO_HDC_KMP_LAST_STAT_STRUCT {
+    std::uint32_t status; // bit mask, the driver's
+    std::uint32_t count;
+    std::uint32_t hoip_hid_devices; // HID-over-IP devices
+    std::uint32_t hoip_tablet_activate_ack;
+};
+static_assert(sizeof(sVESK_HALDO_HDC_KMP_LAST_STAT_STRUCT) == 16);
+
+// The kind of a cursor bitmap.
+enum eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE : int {
+    KMP_CUR_BITMAP_TYPE_ALPHA = 0, // one plane of 32-bit pixels
+    KMP_CUR_BITMAP_TYPE_COLOR = 1, // a 1-bit AND plane and an XOR plane of 1 or 32 bits
+};
+
+// A cursor shape (0x7906): this head, and behind it the bitmap.
+struct sVESK_HALDO_HDC_KMP_CUR_SHAPE_BMP_STRUCT {
+    std::uint32_t header;
+    std::uint32_t reserved;
+    std::uint8_t
+        bitmap_type; // eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE; ALPHA also for a COLOR bitmap without its AND plane
+    std::uint8_t cache_slot; // where the client keeps the shape: KMP_CACHE_SLOT_VALID | slot, or 0 for nowhere
+    std::uint8_t shape_arg1; // the caller's
+    std::uint8_t shape_arg2; // the caller's
+    std::uint8_t width;      // px
+    std::uint8_t height;     // px
+    std::uint8_t and_depth;  // bits a pixel of the AND plane, as the caller gave it
+    std::uint8_t xor_depth;  // bits a pixel of the XOR plane, as the caller gave it
+    std::uint32_t length;    // bytes of head and bitmap together
+};
+static_assert(sizeof(sVESK_HALDO_HDC_KMP_CUR_SHAPE_BMP_STRUCT) == 20);
+static_assert(offsetof(sVESK_HALDO_HDC_KMP_CUR_SHAPE_BMP_STRUCT, length) == 16);
+inline constexpr std::uint8_t KMP_CACHE_SLOT_VALID = 0x80;
