@@ -1,10 +1,12 @@
 #include "card.h"
 
+#include "bytes.h"
 #include "journal.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string>
 #include <utility>
 
 namespace cardsim
@@ -15,23 +17,6 @@ namespace
 
 constexpr std::size_t length_offset = 16; // of the length in a record that states its own
 constexpr std::size_t length_end = length_offset + sizeof(std::uint32_t);
-
-template <class Record> Record read(std::span<const std::uint8_t> bytes)
-{
-    Record record;
-    std::memcpy(&record, bytes.data(), sizeof(record));
-    return record;
-}
-
-template <class Record> void write(std::span<std::uint8_t> bytes, const Record& record)
-{
-    std::memcpy(bytes.data(), &record, sizeof(record));
-}
-
-bool is_zero(std::span<const std::uint8_t> bytes)
-{
-    return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
-}
 
 bool offers(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map, std::uint32_t id)
 {
@@ -54,6 +39,15 @@ template <class Layout> void write_layout(std::span<std::uint8_t> record, const 
 }
 
 constexpr std::uint32_t img_preference_max = 100;
+
+// Answers a request that must come as zero.
+template <class Record> int answer_zero(std::span<std::uint8_t> record, const Record& reply)
+{
+    if (!is_zero(record))
+        return -EINVAL;
+    write(record, reply);
+    return 0;
+}
 
 // How a variable may be accessed: read, written with a payload that is kept, written with zero.
 enum access : unsigned {
@@ -225,6 +219,7 @@ void card::connect(std::string_view ip)
 
 void card::disconnect()
 {
+    client.forget();
     if ((kept.sess_link.flags & HMI_SESS_LINK_CONNECTED) == 0)
         return;
     kept.sess_link.flags &= static_cast<std::uint8_t>(~HMI_SESS_LINK_CONNECTED);
@@ -255,8 +250,23 @@ const std::map<std::uint32_t, card::handler> card::handlers{
     {HCC_IOCTL_IMG_USER_CFG_CACHE_SET.code, &card::user_cfg_cache_set},
     {VESK_HALDO_HDC_IOCTL_KMP_HDC_OPEN.code, &card::hdc_open},
     {VESK_HALDO_HDC_IOCTL_KMP_HDC_CLOSE.code, &card::hdc_close},
+    {HDC_IOCTL_KMP_FEAT_EN.code, &card::feat_en},
+    {HDC_IOCTL_KMP_FEAT_STAT_GET.code, &card::feat_stat_get},
+    {HDC_IOCTL_KMP_KBD_REPEAT.code, &card::kbd_repeat},
+    {HDC_IOCTL_KMP_CUR_SHAPE_BMP.code, &card::cur_shape_bmp},
+    {HDC_IOCTL_KMP_CUR_SHAPE.code, &card::cur_shape},
+    {VESK_HALDO_HDC_IOCTL_KMP_CUR_POS.code, &card::cur_pos},
+    {VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS.code, &card::cur_vis},
+    {HDC_IOCTL_KMP_CUR_IDLE_HIDE.code, &card::cur_idle_hide},
+    {HDC_IOCTL_KMP_CUR_SPD_GET.code, &card::cur_spd_get},
+    {HDC_IOCTL_KMP_CUR_SPD_SET.code, &card::cur_spd_set},
+    {HDC_IOCTL_KMP_LAST_STAT_GET.code, &card::last_stat_get},
+    {HDC_IOCTL_KMP_KBD_REPEAT_GET.code, &card::kbd_repeat_get},
+    {VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW.code, &card::cur_pos_if_new},
     {HDC_IOCTL_KMP_DISP_TOPO_SET.code, &card::kmp_disp_topo_set},
     {HDC_IOCTL_KMP_DRIVER_CFG_SET.code, &card::driver_cfg_set},
+    {HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB.code, &card::hoip_proc_new_tab},
+    {HDC_IOCTL_KMP_HOIP_HOST_RDY.code, &card::hoip_host_rdy},
 };
 
 int card::answer(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record)
@@ -270,8 +280,7 @@ int card::answer(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> re
     const int ordered = ordered_result(code);
     if (ordered < 0)
         return ordered;
-    const auto found = handlers.find(code);
-    const int result = found != handlers.end() ? (this->*found->second)(record) : 0;
+    const int result = (this->*handlers.at(code))(record);
     return result == 0 ? ordered : result;
 }
 
@@ -454,6 +463,128 @@ int card::hdc_open(std::span<std::uint8_t>)
 int card::hdc_close(std::span<std::uint8_t>)
 {
     m_path_open = false;
+    return 0;
+}
+
+int card::keep_value(std::span<const std::uint8_t> record, std::uint8_t flag, eVESK_HALDO_HDC_KMP_MSG message,
+                     limits between, std::uint32_t* value)
+{
+    const auto sent = read<sVESK_HALDO_HDC_KMP_VALUE_STRUCT>(record);
+    if (flag == 0)
+        return -EOPNOTSUPP;
+    if (sent.header != message || sent.value < between.min || sent.value > between.max)
+        return -EINVAL;
+    *value = sent.value;
+    return 0;
+}
+
+int card::feat_en(std::span<std::uint8_t> record)
+{
+    return keep_value(record, offered.kmp_context.haldo_kmp_1_supported, KMP_MSG_FEAT_EN, {0, 1}, &kept.feature_enable);
+}
+
+int card::feat_stat_get(std::span<std::uint8_t> record)
+{
+    return answer_zero(record,
+                       sVESK_HALDO_HDC_KMP_VALUE_STRUCT{0, (kept.feature_status & ~1U) | (kept.feature_enable & 1U)});
+}
+
+int card::kbd_repeat(std::span<std::uint8_t> record)
+{
+    const auto sent = read<sVESK_HALDO_HDC_KMP_KBD_REPEAT_STRUCT>(record);
+    if (sent.header != KMP_MSG_KBD_REPEAT || sent.reserved != 0)
+        return -EINVAL;
+    kept.kbd_interval = sent.interval;
+    kept.kbd_delay = sent.delay;
+    return 0;
+}
+
+int card::kbd_repeat_get(std::span<std::uint8_t> record)
+{
+    if (offered.kmp_context.kbd_client_auto_repeat_supported == 0)
+        return -EOPNOTSUPP;
+    return answer_zero(record, sVESK_HALDO_HDC_KMP_KBD_REPEAT_STRUCT{0, 0, kept.kbd_interval, kept.kbd_delay});
+}
+
+int card::cur_shape_bmp(std::span<std::uint8_t> record)
+{
+    const int result = client.show(offered.kmp_context, record);
+    if (result == -ESTALE)
+        write_journal(event_line(VESK_NODE_HDC, "wrong shape sent"));
+    return result;
+}
+
+int card::cur_shape(std::span<std::uint8_t> record)
+{
+    const int result = client.select(offered.kmp_context, record);
+    if (result == -ESTALE) {
+        const auto slot = read<sVESK_HALDO_HDC_KMP_CUR_SHAPE_STRUCT>(record).index;
+        write_journal(event_line(VESK_NODE_HDC, "wrong shape in slot " + std::to_string(slot)));
+    }
+    return result;
+}
+
+int card::cur_pos(std::span<std::uint8_t> record)
+{
+    const auto sent = read<sVESK_HALDO_HDC_KMP_CUR_POS_STRUCT>(record);
+    if (sent.header != KMP_MSG_CUR_POS)
+        return -EINVAL;
+    kept.pointer_x = sent.x;
+    kept.pointer_y = sent.y;
+    kept.position_time_stamp = sent.time_stamp;
+    return 0;
+}
+
+int card::cur_pos_if_new(std::span<std::uint8_t> record)
+{
+    const auto sent = read<sVESK_HALDO_HDC_KMP_CUR_POS_IF_NEW_STRUCT>(record);
+    kept.pointer_x = sent.x;
+    kept.pointer_y = sent.y;
+    return 0;
+}
+
+int card::cur_vis(std::span<std::uint8_t> record)
+{
+    const auto sent = read<sVESK_HALDO_HDC_KMP_CUR_VIS_STRUCT>(record);
+    if (sent.header != KMP_MSG_CUR_VIS || sent.visible > 1 || !is_zero(sent.reserved))
+        return -EINVAL;
+    kept.pointer_visible = sent.visible == 1;
+    kept.visibility_time_stamp = sent.time_stamp;
+    return 0;
+}
+
+int card::cur_idle_hide(std::span<std::uint8_t> record)
+{
+    return keep_value(record, offered.kmp_context.cur_shape_fadeout_enable, KMP_MSG_CUR_IDLE_HIDE, {}, &kept.idle_hide);
+}
+
+int card::cur_spd_get(std::span<std::uint8_t> record)
+{
+    if (offered.kmp_context.cur_speed_update_enable == 0)
+        return -EOPNOTSUPP;
+    return answer_zero(record, sVESK_HALDO_HDC_KMP_VALUE_STRUCT{0, kept.cursor_speed});
+}
+
+int card::cur_spd_set(std::span<std::uint8_t> record)
+{
+    return keep_value(record, offered.kmp_context.cur_speed_update_enable, KMP_MSG_CUR_SPD,
+                      {KMP_CUR_SPD_MIN, KMP_CUR_SPD_MAX}, &kept.cursor_speed);
+}
+
+int card::last_stat_get(std::span<std::uint8_t> record)
+{
+    return answer_zero(record, kept.last_status);
+}
+
+int card::hoip_proc_new_tab(std::span<std::uint8_t>)
+{
+    ++kept.new_tablet_requests;
+    return 0;
+}
+
+int card::hoip_host_rdy(std::span<std::uint8_t>)
+{
+    ++kept.host_ready_requests;
     return 0;
 }
 

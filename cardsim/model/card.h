@@ -2,6 +2,7 @@
 // cuse/ puts it behind the two device nodes of a real kernel; a unit test calls it from its own open, ioctl and close.
 #pragma once
 
+#include "cursor_client.h"
 #include "vesk_hcc_records.h"
 #include "vesk_kmp_records.h"
 #include "vesk_requests.h"
@@ -10,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <span>
 #include <string_view>
@@ -67,6 +69,21 @@ struct contents {
     sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT cached_topology = default_cached_topology();
     sVESK_HALDO_HDC_KMP_DISP_TOPO_STRUCT driver_topology{};
 
+    std::uint32_t feature_enable = 0;          // 1: local cursor and keyboard are on
+    std::uint32_t feature_status = 0x0A0B0C00; // bit 0 is read as feature_enable, whatever it is here
+    sVESK_HALDO_HDC_KMP_LAST_STAT_STRUCT last_status{0x01020304, 5, 6, 7};
+    std::uint32_t idle_hide = 0;
+    std::uint32_t cursor_speed = 100;
+    std::uint16_t kbd_interval = 33;
+    std::uint16_t kbd_delay = 500;
+    std::uint16_t pointer_x = 0; // px
+    std::uint16_t pointer_y = 0;
+    std::uint32_t position_time_stamp = 0;
+    bool pointer_visible = false;
+    std::uint32_t visibility_time_stamp = 0;
+    unsigned new_tablet_requests = 0; // 0x7912 that succeeded
+    unsigned host_ready_requests = 0; // 0x7913 that succeeded
+
     static sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT default_ipv4_cfg();
     static sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT default_sess_stat();
     static sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT default_topology();
@@ -75,8 +92,8 @@ struct contents {
 
 // The card keeps its state from one open to the next. It is not for concurrent use.
 //
-// These requests have a meaning. To a record outside of it they answer -EINVAL; to one that asks for what the maps do
-// not offer, -EOPNOTSUPP:
+// To a record that is not as described here the requests answer -EINVAL; to one that asks for what the maps or
+// the client's context do not offer, -EOPNOTSUPP:
 //
 //     0x7801  answers with the command map
 //     0x7802  answers with a variable, as below; all but the id must come as zero
@@ -95,11 +112,29 @@ struct contents {
 //     0x7847  message 24, variable 13 writable: keeps the cached imaging preference, at most 100
 //     0x7900  opens the path; -ENOTCONN while the channel is closed
 //     0x7901  closes the path, if it is open
+//     0x7902  value 0 or 1, haldo_kmp_1_supported: keeps it
+//     0x7903  answers with the feature status, its bit 0 as 0x7902 set it
+//     0x7904  keeps the keyboard's repeat rates
+//     0x7906  cur_shape_bmp_alpha: the client shows the shape and keeps it in the slot, if there is one; see
+//             cursor_client.h
+//     0x7907  the client shows the shape in the slot; -ENOENT when it has none there
+//     0x7908  keeps the pointer's position and its time stamp
+//     0x7909  visible 0 or 1: keeps it and its time stamp
+//     0x790A  cur_shape_fadeout_enable: keeps the value
+//     0x790B  cur_speed_update_enable: answers with the cursor's speed
+//     0x790C  cur_speed_update_enable, speed 10 to 250: keeps it
+//     0x790D  answers with the last status
+//     0x790E  kbd_client_auto_repeat_supported: answers with the keyboard's repeat rates
+//     0x790F  keeps the pointer's position, and the time stamp as it is
 //     0x7910  keeps the driver's layout
 //     0x7911  type 0 or 1: keeps the setting, whatever its value
+//     0x7912  is counted
+//     0x7913  is counted
 //
-// Behind a message number that is checked there must be a zero word. 0x7802 and 0x7803 are refused as a whole when the
-// command map does not offer them. Variables:
+// Behind a message number that is checked there must be a zero word. Those from 0x7902 to 0x790C that set something
+// must have the header of their message and zero in what is reserved; 0x7903, 0x790B, 0x790D and 0x790E must come as
+// zero, and answer with a zero header. None of 0x7902 to 0x7913 needs an open path or a session. 0x7802 and 0x7803 are
+// refused as a whole when the command map does not offer them. Variables:
 //
 //     0                 read, the map of readable variables; written, answers with the map of writable ones and must
 //                       come as zero; needs no map to offer it
@@ -110,8 +145,6 @@ struct contents {
 //     9                 written, keeps the reason and disconnects
 //     12                written
 //     all others        -EINVAL, even where a map offers them
-//
-// Every other request of the table is accepted and answered with its record as it came.
 class card
 {
 public:
@@ -129,7 +162,8 @@ public:
     // Returns what ioctl returns, with an error as -errno: 0 or the positive value of a fault when the request
     // succeeded; -ENOTTY for a code that the table does not hold for this node; -EINVAL for a record of another length
     // than record_length says; or the error of a fault or of the request itself. An error leaves record and state as
-    // they were. Whatever the result, the journal gets one line.
+    // they were. Whatever the result, the journal gets one line, and one before it when the client expected another
+    // shape.
     int request(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record);
 
     // Orders a fault: the nth request of this code from now on, 1 being the next, or every one, ends with this result.
@@ -146,9 +180,15 @@ public:
     // What the other requests read and write. May be changed at any time.
     contents kept;
 
+    // The client's side of 0x7906 and 0x7907.
+    cursor_client client;
+
+    // What the user sees now, by client and kept.
+    cursor_view cursor() const { return {client.shown(), kept.pointer_visible, kept.pointer_x, kept.pointer_y}; }
+
     // A client's session comes, with the client's address (of which the record holds 36 characters), or goes. Each
-    // moves the transition counter of kept.sess_link. A session that is there goes first; without one, disconnect does
-    // nothing.
+    // moves the transition counter of kept.sess_link, and empties the client's cursor. A session that is there goes
+    // first; without one, disconnect leaves all else as it is.
     void connect(std::string_view ip);
     void disconnect();
 
@@ -177,6 +217,14 @@ private:
     void write_journal(std::string_view line) const;
     int keep_preference(std::span<const std::uint8_t> record, eVESK_HALDO_IMG_MSG message, std::uint32_t* preference);
 
+    // The values that a request may set.
+    struct limits {
+        std::uint32_t min = 0;
+        std::uint32_t max = std::numeric_limits<std::uint32_t>::max();
+    };
+    static int keep_value(std::span<const std::uint8_t> record, std::uint8_t flag, eVESK_HALDO_HDC_KMP_MSG message,
+                          limits between, std::uint32_t* value);
+
     int avail_cmd(std::span<std::uint8_t> record);
     int var_get(std::span<std::uint8_t> record);
     int var_set(std::span<std::uint8_t> record);
@@ -193,8 +241,23 @@ private:
     int user_cfg_cache_set(std::span<std::uint8_t> record);
     int hdc_open(std::span<std::uint8_t> record);
     int hdc_close(std::span<std::uint8_t> record);
+    int feat_en(std::span<std::uint8_t> record);
+    int feat_stat_get(std::span<std::uint8_t> record);
+    int kbd_repeat(std::span<std::uint8_t> record);
+    int kbd_repeat_get(std::span<std::uint8_t> record);
+    int cur_shape_bmp(std::span<std::uint8_t> record);
+    int cur_shape(std::span<std::uint8_t> record);
+    int cur_pos(std::span<std::uint8_t> record);
+    int cur_pos_if_new(std::span<std::uint8_t> record);
+    int cur_vis(std::span<std::uint8_t> record);
+    int cur_idle_hide(std::span<std::uint8_t> record);
+    int cur_spd_get(std::span<std::uint8_t> record);
+    int cur_spd_set(std::span<std::uint8_t> record);
+    int last_stat_get(std::span<std::uint8_t> record);
     int kmp_disp_topo_set(std::span<std::uint8_t> record);
     int driver_cfg_set(std::span<std::uint8_t> record);
+    int hoip_proc_new_tab(std::span<std::uint8_t> record);
+    int hoip_host_rdy(std::span<std::uint8_t> record);
 
     journal m_journal;
     std::vector<fault> m_faults;

@@ -4,6 +4,8 @@
 //     HCC open
 //     HCC 0x7802 HCC_IOCTL_HMI_VAR_GET 03 00 00 00 (+248 zero) -> EIO
 //     HDC 0x7900 VESK_HALDO_HDC_IOCTL_KMP_HDC_OPEN -> 0
+//     HDC wrong shape in slot 3
+//     HDC 0x7907 HDC_IOCTL_KMP_CUR_SHAPE 04 00 0A 00 00 00 00 00 03 00 00 00 -> ESTALE
 //     HDC release
 #pragma once
 
@@ -17,7 +19,8 @@
 namespace cardsim
 {
 
-// "NODE event". event: "open" or "release".
+// "NODE event". event: "open" or "release"; or, before the request that fails by it, "wrong shape in slot N" or "wrong
+// shape sent": 0x7907 selected, or 0x7906 carried, another shape than the client expected.
 std::string event_line(eVESK_NODE node, std::string_view event);
 
 // "NODE CODE NAME [BYTES] -> RESULT".

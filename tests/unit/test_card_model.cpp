@@ -10,6 +10,7 @@
 #include <map>
 #include <numeric>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -29,6 +30,14 @@ protected:
         return card.request(request.node, request.code, record);
     }
     int request(const sVESK_REQUEST_STRUCT& request, bytes&& record = {}) { return this->request(request, record); }
+    // All that the card keeps, to compare it with itself later.
+    bytes image() const
+    {
+        static_assert(std::is_trivially_copyable_v<cardsim::contents>);
+        bytes whole(sizeof(card.kept));
+        std::memcpy(whole.data(), &card.kept, whole.size());
+        return whole;
+    }
     int request_on(eVESK_NODE node, std::uint32_t code, bytes record = {}) { return card.request(node, code, record); }
     bytes last_record(std::uint32_t code) const
     {
@@ -69,38 +78,11 @@ TEST_F(CardModel, takes_the_length_of_a_bitmap_from_its_head)
     EXPECT_EQ(cardsim::record_length(0x7906, record), 5000U);
 }
 
-TEST_F(CardModel, accepts_every_other_request_and_returns_its_record_as_it_came)
+TEST_F(CardModel, knows_every_request_of_the_table)
 {
     for (const auto& known : vesk_requests) {
-        bytes record;
-        switch (known.code) {
-        case 0x7801:
-        case 0x7802:
-        case 0x7803:
-        case 0x7804:
-        case 0x7805:
-        case 0x7821:
-        case 0x7822:
-        case 0x7840:
-        case 0x7841:
-        case 0x7842:
-        case 0x7843:
-        case 0x7845:
-        case 0x7846:
-        case 0x7847:
-        case 0x7900:
-        case 0x7911:
-            continue;
-        case 0x7906:
-            record = bitmap_record(5000, 5000);
-            break;
-        default:
-            record = bytes(known.length, 0xA5);
-        }
-        const bytes sent = record;
-        EXPECT_EQ(request(known, record), 0) << known.name;
-        EXPECT_EQ(record, sent) << known.name;
-        EXPECT_EQ(last_record(known.code), sent) << known.name;
+        const bytes record = known.length == VESK_LENGTH_VARIES ? bitmap_record(5000, 5000) : bytes(known.length);
+        EXPECT_NE(request(known, bytes(record)), -ENOTTY) << known.name;
     }
 }
 
@@ -523,14 +505,246 @@ TEST_F(CardModel, keeps_the_setting_of_each_driver_configuration)
     EXPECT_EQ(card.driver_setting(KMP_DRIVER_CFG_LOCAL_TABLET), -1);
 }
 
+// A request that sets something, as it must come; and the bytes of it that may not be any other.
+struct setting {
+    sVESK_REQUEST_STRUCT request;
+    bytes record;
+    std::vector<std::size_t> fixed;
+};
+const setting settings[] = {
+    {HDC_IOCTL_KMP_FEAT_EN, {0, 0, 0x0A, 0, 1, 0, 0, 0}, {0, 1, 2, 3, 5, 6, 7}},
+    {HDC_IOCTL_KMP_KBD_REPEAT, {6, 0, 0x0A, 0, 0, 0, 0, 0, 0x34, 0x12, 0x78, 0x56}, {0, 1, 2, 3, 4, 5, 6, 7}},
+    {VESK_HALDO_HDC_IOCTL_KMP_CUR_POS, {5, 0, 0x0A, 0, 4, 3, 2, 1, 0x34, 0x12, 0x78, 0x56}, {0, 1, 2, 3}},
+    {VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS, {8, 0, 0x0A, 0, 8, 7, 6, 5, 1, 0, 0, 0}, {0, 1, 2, 3, 9, 10, 11}},
+    {HDC_IOCTL_KMP_CUR_IDLE_HIDE, {0x0D, 0, 0x0A, 0, 4, 3, 2, 1}, {0, 1, 2, 3}},
+    {HDC_IOCTL_KMP_CUR_SPD_SET, {0x0F, 0, 0x0A, 0, 11, 0, 0, 0}, {0, 1, 2, 3, 5, 6, 7}},
+    {VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW, {0x34, 0x12, 0x78, 0x56}, {}},
+    {HDC_IOCTL_KMP_DISP_TOPO_SET, bytes(240, 7), {}},
+    {HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB, {}, {}},
+    {HDC_IOCTL_KMP_HOIP_HOST_RDY, {}, {}},
+};
+
+// A request that reads something, and its reply.
+struct reading {
+    sVESK_REQUEST_STRUCT request;
+    bytes reply;
+};
+const reading readings[] = {
+    {HDC_IOCTL_KMP_FEAT_STAT_GET, {0, 0, 0, 0, 0x00, 0x0C, 0x0B, 0x0A}},
+    {HDC_IOCTL_KMP_CUR_SPD_GET, {0, 0, 0, 0, 100, 0, 0, 0}},
+    {HDC_IOCTL_KMP_LAST_STAT_GET, {4, 3, 2, 1, 5, 0, 0, 0, 6, 0, 0, 0, 7, 0, 0, 0}},
+    {HDC_IOCTL_KMP_KBD_REPEAT_GET, {0, 0, 0, 0, 0, 0, 0, 0, 33, 0, 0xF4, 0x01}},
+};
+
+TEST_F(CardModel, keeps_what_each_request_of_the_driver_sets)
+{
+    for (const setting& one : settings) {
+        bytes record = one.record;
+        const bytes before = image();
+        EXPECT_EQ(request(one.request, record), 0) << one.request.name;
+        EXPECT_EQ(record, one.record) << one.request.name;
+        EXPECT_EQ(last_record(one.request.code), one.record) << one.request.name;
+        const bool changes = one.request.code != 0x790F; // the position that 0x7908 set
+        EXPECT_EQ(image() != before, changes) << one.request.name;
+    }
+    EXPECT_EQ(card.kept.feature_enable, 1U);
+    EXPECT_EQ(card.kept.kbd_interval, 0x1234);
+    EXPECT_EQ(card.kept.kbd_delay, 0x5678);
+    EXPECT_EQ(card.kept.pointer_x, 0x1234);
+    EXPECT_EQ(card.kept.pointer_y, 0x5678);
+    EXPECT_EQ(card.kept.position_time_stamp, 0x01020304U);
+    EXPECT_TRUE(card.kept.pointer_visible);
+    EXPECT_EQ(card.kept.visibility_time_stamp, 0x05060708U);
+    EXPECT_EQ(card.kept.idle_hide, 0x01020304U);
+    EXPECT_EQ(card.kept.cursor_speed, 11U);
+    EXPECT_EQ(card.kept.new_tablet_requests, 1U);
+    EXPECT_EQ(card.kept.host_ready_requests, 1U);
+}
+
+TEST_F(CardModel, sets_nothing_with_a_wrong_header_or_reserved_byte)
+{
+    const bytes before = image();
+    for (const setting& one : settings) {
+        for (const std::size_t at : one.fixed) {
+            bytes record = one.record;
+            record[at] ^= 0x40;
+            const bytes sent = record;
+            EXPECT_EQ(request(one.request, record), -EINVAL) << one.request.name << " byte " << at;
+            EXPECT_EQ(record, sent);
+        }
+        EXPECT_TRUE(last_record(one.request.code).empty());
+    }
+    EXPECT_EQ(image(), before);
+}
+
+TEST_F(CardModel, sets_nothing_when_it_fails_by_order)
+{
+    const bytes before = image();
+    for (const setting& one : settings) {
+        card.order(one.request.code, -EIO);
+        bytes record = one.record;
+        EXPECT_EQ(request(one.request, record), -EIO) << one.request.name;
+        EXPECT_EQ(record, one.record) << one.request.name;
+    }
+    EXPECT_EQ(image(), before);
+}
+
+TEST_F(CardModel, answers_what_is_read_of_the_driver)
+{
+    const bytes before = image();
+    for (const reading& one : readings) {
+        bytes record(one.request.length);
+        EXPECT_EQ(request(one.request, record), 0) << one.request.name;
+        EXPECT_EQ(record, one.reply) << one.request.name;
+    }
+    EXPECT_EQ(image(), before);
+}
+
+TEST_F(CardModel, reads_of_the_driver_with_a_zero_record)
+{
+    for (const reading& one : readings) {
+        for (std::size_t at = 0; at < one.request.length; ++at) {
+            bytes record(one.request.length);
+            record[at] = 1;
+            const bytes sent = record;
+            EXPECT_EQ(request(one.request, record), -EINVAL) << one.request.name << " byte " << at;
+            EXPECT_EQ(record, sent) << one.request.name << " byte " << at;
+        }
+    }
+}
+
+TEST_F(CardModel, answers_nothing_when_it_fails_by_order)
+{
+    for (const reading& one : readings) {
+        card.order(one.request.code, -EIO);
+        bytes record(one.request.length);
+        EXPECT_EQ(request(one.request, record), -EIO) << one.request.name;
+        EXPECT_EQ(record, bytes(one.request.length)) << one.request.name;
+    }
+}
+
+TEST_F(CardModel, limits_what_is_set)
+{
+    const std::pair<sVESK_REQUEST_STRUCT, bytes> refused[] = {
+        {HDC_IOCTL_KMP_FEAT_EN, {0, 0, 0x0A, 0, 2, 0, 0, 0}},
+        {VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS, {8, 0, 0x0A, 0, 0, 0, 0, 0, 2, 0, 0, 0}},
+        {HDC_IOCTL_KMP_CUR_SPD_SET, {0x0F, 0, 0x0A, 0, 9, 0, 0, 0}},
+        {HDC_IOCTL_KMP_CUR_SPD_SET, {0x0F, 0, 0x0A, 0, 251, 0, 0, 0}},
+    };
+    const bytes before = image();
+    for (const auto& [known, record] : refused)
+        EXPECT_EQ(request(known, bytes(record)), -EINVAL) << known.name;
+    EXPECT_EQ(image(), before);
+
+    EXPECT_EQ(request(HDC_IOCTL_KMP_CUR_SPD_SET, {0x0F, 0, 0x0A, 0, 10, 0, 0, 0}), 0);
+    EXPECT_EQ(card.kept.cursor_speed, 10U);
+    EXPECT_EQ(request(HDC_IOCTL_KMP_CUR_SPD_SET, {0x0F, 0, 0x0A, 0, 250, 0, 0, 0}), 0);
+    EXPECT_EQ(card.kept.cursor_speed, 250U);
+    EXPECT_EQ(request(HDC_IOCTL_KMP_CUR_IDLE_HIDE, {0x0D, 0, 0x0A, 0, 0xFF, 0xFF, 0xFF, 0xFF}), 0);
+    EXPECT_EQ(card.kept.idle_hide, 0xFFFFFFFFU);
+}
+
+TEST_F(CardModel, turns_local_cursor_and_pointer_off_again)
+{
+    card.kept.feature_enable = 1;
+    card.kept.pointer_visible = true;
+    EXPECT_EQ(request(HDC_IOCTL_KMP_FEAT_EN, {0, 0, 0x0A, 0, 0, 0, 0, 0}), 0);
+    EXPECT_EQ(request(VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS, {8, 0, 0x0A, 0, 0, 0, 0, 0, 0, 0, 0, 0}), 0);
+    EXPECT_EQ(card.kept.feature_enable, 0U);
+    EXPECT_FALSE(card.kept.pointer_visible);
+}
+
+TEST_F(CardModel, follows_the_enable_in_bit_0_of_the_feature_status)
+{
+    card.kept.feature_status = 0x87654321;
+    bytes record(8);
+    EXPECT_EQ(request(HDC_IOCTL_KMP_FEAT_STAT_GET, record), 0);
+    EXPECT_EQ(record, (bytes{0, 0, 0, 0, 0x20, 0x43, 0x65, 0x87}));
+    EXPECT_EQ(request(HDC_IOCTL_KMP_FEAT_EN, {0, 0, 0x0A, 0, 1, 0, 0, 0}), 0);
+    record = bytes(8);
+    EXPECT_EQ(request(HDC_IOCTL_KMP_FEAT_STAT_GET, record), 0);
+    EXPECT_EQ(record, (bytes{0, 0, 0, 0, 0x21, 0x43, 0x65, 0x87}));
+}
+
+TEST_F(CardModel, reads_the_speed_and_the_repeat_rates_that_were_set)
+{
+    EXPECT_EQ(request(HDC_IOCTL_KMP_CUR_SPD_SET, {0x0F, 0, 0x0A, 0, 77, 0, 0, 0}), 0);
+    EXPECT_EQ(request(HDC_IOCTL_KMP_KBD_REPEAT, {6, 0, 0x0A, 0, 0, 0, 0, 0, 1, 2, 3, 4}), 0);
+    bytes record(8);
+    EXPECT_EQ(request(HDC_IOCTL_KMP_CUR_SPD_GET, record), 0);
+    EXPECT_EQ(record, (bytes{0, 0, 0, 0, 77, 0, 0, 0}));
+    record = bytes(12);
+    EXPECT_EQ(request(HDC_IOCTL_KMP_KBD_REPEAT_GET, record), 0);
+    EXPECT_EQ(record, (bytes{0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3, 4}));
+}
+
+TEST_F(CardModel, moves_the_pointer_without_its_time_stamp)
+{
+    EXPECT_EQ(request(VESK_HALDO_HDC_IOCTL_KMP_CUR_POS, {5, 0, 0x0A, 0, 9, 0, 0, 0, 1, 0, 2, 0}), 0);
+    EXPECT_EQ(request(VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW, {3, 0, 4, 0}), 0);
+    EXPECT_EQ(card.kept.pointer_x, 3);
+    EXPECT_EQ(card.kept.pointer_y, 4);
+    EXPECT_EQ(card.kept.position_time_stamp, 9U);
+}
+
+TEST_F(CardModel, refuses_what_the_context_of_the_client_does_not_offer)
+{
+    using context = sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT;
+    const struct {
+        std::uint8_t context::*flag;
+        sVESK_REQUEST_STRUCT request;
+        bytes record;
+    } guarded[] = {
+        {&context::haldo_kmp_1_supported, HDC_IOCTL_KMP_FEAT_EN, {0, 0, 0x0A, 0, 1, 0, 0, 0}},
+        {&context::cur_speed_update_enable, HDC_IOCTL_KMP_CUR_SPD_GET, bytes(8)},
+        {&context::cur_speed_update_enable, HDC_IOCTL_KMP_CUR_SPD_SET, {0x0F, 0, 0x0A, 0, 11, 0, 0, 0}},
+        {&context::cur_shape_fadeout_enable, HDC_IOCTL_KMP_CUR_IDLE_HIDE, {0x0D, 0, 0x0A, 0, 1, 0, 0, 0}},
+        {&context::kbd_client_auto_repeat_supported, HDC_IOCTL_KMP_KBD_REPEAT_GET, bytes(12)},
+    };
+    for (const auto& one : guarded) {
+        card.offered.kmp_context = cardsim::settings::full_client();
+        card.offered.kmp_context.*one.flag = 0;
+        const bytes before = image();
+        bytes record = one.record;
+        EXPECT_EQ(request(one.request, record), -EOPNOTSUPP) << one.request.name;
+        EXPECT_EQ(record, one.record) << one.request.name;
+        EXPECT_EQ(image(), before) << one.request.name;
+
+        card.offered.kmp_context = {};
+        card.offered.kmp_context.*one.flag = 2;
+        EXPECT_EQ(request(one.request, record), 0) << one.request.name;
+    }
+}
+
+TEST_F(CardModel, needs_no_feature_of_the_client_for_the_other_requests)
+{
+    card.offered.kmp_context = {};
+    EXPECT_EQ(request(HDC_IOCTL_KMP_FEAT_STAT_GET, bytes(8)), 0);
+    EXPECT_EQ(request(HDC_IOCTL_KMP_LAST_STAT_GET, bytes(16)), 0);
+    for (const setting& one : settings) {
+        const std::uint32_t code = one.request.code;
+        const bool is_guarded = code == 0x7902 || code == 0x790A || code == 0x790C;
+        EXPECT_EQ(request(one.request, bytes(one.record)), is_guarded ? -EOPNOTSUPP : 0) << one.request.name;
+    }
+}
+
+TEST_F(CardModel, counts_the_requests_for_tablets_apart)
+{
+    request(HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB);
+    request(HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB);
+    request(HDC_IOCTL_KMP_HOIP_HOST_RDY);
+    EXPECT_EQ(card.kept.new_tablet_requests, 2U);
+    EXPECT_EQ(card.kept.host_ready_requests, 1U);
+}
+
 TEST_F(CardModel, fails_the_nth_request_from_the_order_on)
 {
-    request(HDC_IOCTL_KMP_CUR_SHAPE, bytes(12));
-    card.order(0x7907, -EIO, 2);
-    EXPECT_EQ(request(HDC_IOCTL_KMP_CUR_SHAPE, bytes(12)), 0);
-    EXPECT_EQ(request(VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS, bytes(12)), 0);
-    EXPECT_EQ(request(HDC_IOCTL_KMP_CUR_SHAPE, bytes(12)), -EIO);
-    EXPECT_EQ(request(HDC_IOCTL_KMP_CUR_SHAPE, bytes(12)), 0);
+    request(VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW, bytes(4));
+    card.order(0x790F, -EIO, 2);
+    EXPECT_EQ(request(VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW, bytes(4)), 0);
+    EXPECT_EQ(request(HDC_IOCTL_KMP_HOIP_HOST_RDY), 0);
+    EXPECT_EQ(request(VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW, bytes(4)), -EIO);
+    EXPECT_EQ(request(VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW, bytes(4)), 0);
 }
 
 TEST_F(CardModel, fails_every_request_until_the_order_is_taken_back)
