@@ -65,9 +65,9 @@ bool open_log(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config)
     return false;
 }
 
-void remove_agent_pid_file()
+int remove_agent_pid_file()
 {
-    std::remove(AGENT_PID_FILE);
+    return std::remove(AGENT_PID_FILE);
 }
 
 bool is_child_of_init()

@@ -31,8 +31,8 @@ bool is_enabled(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config);
 // that is too short keeps the log where it is.
 bool open_log(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config);
 
-// Removes the process id file of the agent's side.
-void remove_agent_pid_file();
+// Removes the process id file of the agent's side. Returns 0, or -1 when it was not removed.
+int remove_agent_pid_file();
 
 // Whether init is the parent: nothing to detach from.
 bool is_child_of_init();

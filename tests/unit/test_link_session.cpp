@@ -3,6 +3,8 @@
 //
 // What link_heartbeat remembers is the process's. Every scenario that calls it runs in a process of its own, a child of
 // the test's, so that no test sees what another one left.
+#include "allocations.h"
+#include "cursor.h"
 #include "link.h"
 #include "stated.h"
 #include "vesk_log.h"
@@ -44,50 +46,6 @@ static void expect_lines_of_a_process_by_level(const lines& all, const link_scen
 {
     for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level)
         in_a_process_of_its_own([&] { expect_lines_at<Link>(level, all, run); });
-}
-
-// --- Allocations ---
-
-// What was allocated and freed while an object of this class lives. One allocation can be made to fail.
-class allocations
-{
-public:
-    explicit allocations(int failing = -1) : failing(failing) { watching = this; }
-    ~allocations() { watching = nullptr; }
-    allocations(const allocations&) = delete;
-    allocations& operator=(const allocations&) = delete;
-
-    std::size_t sizes[64] = {};
-    int tried = 0;
-    int freed = 0;
-
-    // Whether the next allocation, of this size, succeeds.
-    bool grants(std::size_t size)
-    {
-        sizes[tried % 64] = size;
-        return tried++ != failing;
-    }
-
-    static inline allocations* watching = nullptr;
-
-private:
-    int failing; // counted from 0
-};
-
-extern "C" void* __real_malloc(std::size_t size);
-extern "C" void* __wrap_malloc(std::size_t size)
-{
-    if (allocations::watching != nullptr && !allocations::watching->grants(size))
-        return nullptr;
-    return __real_malloc(size);
-}
-
-extern "C" void __real_free(void* memory);
-extern "C" void __wrap_free(void* memory)
-{
-    if (allocations::watching != nullptr && memory != nullptr)
-        ++allocations::watching->freed;
-    __real_free(memory);
 }
 
 // --- Heartbeat ---
@@ -754,15 +712,6 @@ TEST(host_sess_state_get, leaves_the_state_when_the_request_fails)
 }
 
 // --- Cursor shape cache ---
-
-// What a client that caches has agreed on.
-static void agree_on_cache(visible_link& link, std::uint16_t entries, std::uint32_t size)
-{
-    link.kmp_pri_ctxt.cur_shape_caches_supported = 1;
-    link.kmp_pri_ctxt.cur_shape_cache_size_supported = 1;
-    link.kmp_pri_ctxt.cur_shape_caches = entries;
-    link.kmp_pri_ctxt.cur_shape_cache_size = size;
-}
 
 // Fills every entry, its memory apart.
 static void fill_entries(visible_link& link)

@@ -367,15 +367,15 @@ std::string host::state::raw_log()
     return fresh;
 }
 
-// "function L text" of "MM/DD hh:mm:ss d[L] ", the function in 36 columns, " | text".
+// "function L text" of "MM/DD hh:mm:ss d[L] ", the function in 36 columns or as many as it needs, " | text".
 std::string host::state::log_line(const std::string& raw)
 {
     char date[32];
     std::strftime(date, sizeof(date), "%m/%d %H:%M:%S d[", std::localtime(&self->now));
     const std::size_t level = std::strlen(date);
     const std::size_t function = level + 3;
-    const std::size_t bar = function + 36;
     const std::size_t name = raw.find_first_not_of(' ', function);
+    const std::size_t bar = std::max(function + 36, std::min(raw.find(' ', name), raw.size()));
     if (raw.compare(0, level, date) != 0 || raw.compare(level + 1, 2, "] ") != 0 || name >= bar ||
         raw.compare(bar, 3, " | ") != 0) {
         problems += "not a line of the log: " + raw + "\n";
