@@ -1,6 +1,7 @@
 // Calls operations of the link through the real device nodes and prints what each returned, "operation result", and
 // behind ": " what it read, one a line, between the link's own log lines.
 // usage: guest-link GROUP, one of those at the end of this file
+#include "cursor_policy.h"
 #include "vesk_haldo_link.h"
 #include "vesk_log.h"
 
@@ -56,6 +57,59 @@ static void set_driver(cVESK_HALDO_LINK& link, std::uint32_t type, std::int32_t 
     std::printf("kmp_driver_cfg_set %u %d: %d\n", type, setting, link.kmp_driver_cfg_set(&cfg));
 }
 
+static void set_speed(cVESK_HALDO_LINK& link, unsigned int speed)
+{
+    std::printf("lcur_spd_set %u: %d\n", speed, link.lcur_spd_set(speed));
+}
+
+static void get_speed(cVESK_HALDO_LINK& link)
+{
+    unsigned int speed = 0;
+    const int result = link.lcur_spd_get(&speed);
+    std::printf("lcur_spd_get %d: %u\n", result, speed);
+}
+
+static void get_rates(cVESK_HALDO_LINK& link)
+{
+    unsigned short delay = 0, interval = 0;
+    const int result = link.lkbd_repeat_rates_get(&delay, &interval);
+    std::printf("lkbd_repeat_rates_get %d: delay %u, interval %u\n", result, delay, interval);
+}
+
+static void get_feature_status(cVESK_HALDO_LINK& link)
+{
+    unsigned int status = 0;
+    const int result = link.lcur_lkbd_dev_feat_stat_get(&status);
+    std::printf("lcur_lkbd_dev_feat_stat_get %d: %X\n", result, status);
+}
+
+static void call_control(cVESK_HALDO_LINK& link)
+{
+    PRINT(lcur_lkbd_enable);
+    get_feature_status(link);
+    PRINT(lcur_lkbd_disable);
+    get_feature_status(link);
+    std::printf("lcur_idle_hide_set %d\n", link.lcur_idle_hide_set(30));
+    get_speed(link);
+    for (const unsigned int speed : {9, 10, 250, 251})
+        set_speed(link, speed);
+    get_speed(link);
+    for (const unsigned char index : {15, 16})
+        std::printf("lcur_change_shape_send %d: %d\n", index, link.lcur_change_shape_send(index));
+    std::printf("lcur_pointer_visibility_set %d\n", link.lcur_pointer_visibility_set(0x01020304, 7));
+    std::printf("lcur_pointer_location_set %d\n", link.lcur_pointer_location_set(0x01020305, 1919, 1079));
+    std::printf("lcur_pointer_location_set_if_new %d\n", link.lcur_pointer_location_set_if_new(1918, 1078));
+    get_rates(link);
+    std::printf("lkbd_repeat_rates_set %d\n", link.lkbd_repeat_rates_set(250, 40));
+    get_rates(link);
+    PRINT(proc_new_hoip_tablets);
+    PRINT(send_hoip_host_ready);
+    unsigned int status = 0, count = 0, hid_devices = 0, ack = 0;
+    const int result = link.lcur_lkbd_last_stat_get(&status, &count, &hid_devices, &ack);
+    std::printf("lcur_lkbd_last_stat_get %d: %X, count %u, HID devices %u, ack %u\n", result, status, count,
+                hid_devices, ack);
+}
+
 static void call_kmp(cVESK_HALDO_LINK& link)
 {
     PRINT(start);
@@ -74,10 +128,26 @@ static void call_kmp(cVESK_HALDO_LINK& link)
     set_driver(link, KMP_DRIVER_CFG_LCUR_EVT_ALG, LCUR_EVT_ALG_RELATIVE);
     set_driver(link, KMP_DRIVER_CFG_LOCAL_TABLET, 1);
     set_driver(link, KMP_DRIVER_CFG_LOCAL_TABLET, 2);
+    call_control(link);
     PRINT(kmp_pri_ctxt_reset);
     PRINT(is_client_sc);
+    PRINT(lcur_lkbd_enable);
+    get_speed(link);
+    get_rates(link);
     PRINT(hdc_close);
     link.stop();
+}
+
+static void call_policy(cVESK_HALDO_LINK& link)
+{
+    std::printf("user_session_end %d\n", user_session_end(&link));
+    link.kmp_pri_ctxt_get();
+    std::printf("enable_local_cursor_with_relative_reports %d\n", enable_local_cursor_with_relative_reports(&link));
+    get_feature_status(link);
+    disable_local_cursor(&link);
+    get_feature_status(link);
+    std::printf("update_driver_cfg %d\n", update_driver_cfg(&link, LCUR_EVT_ALG_ABSOLUTE));
+    std::printf("user_session_end %d\n", user_session_end(&link));
 }
 
 static void print_sess_link(const char* operation, int result,
@@ -258,7 +328,7 @@ int main(int argc, char** argv)
         const char* name;
         void (*call)(cVESK_HALDO_LINK& link);
     } groups[] = {
-        {"offers", call_offers},   {"kmp", call_kmp},         {"session", call_session},
+        {"offers", call_offers},   {"kmp", call_kmp},         {"policy", call_policy},     {"session", call_session},
         {"network", call_network}, {"imaging", call_imaging}, {"topology", call_topology},
     };
     for (const auto& group : groups) {
@@ -269,6 +339,6 @@ int main(int argc, char** argv)
             return 0;
         }
     }
-    std::fprintf(stderr, "usage: guest-link offers|kmp|session|network|imaging|topology\n");
+    std::fprintf(stderr, "usage: guest-link offers|kmp|policy|session|network|imaging|topology\n");
     return 2;
 }
