@@ -71,7 +71,7 @@ struct sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT {
 };
 static_assert(sizeof(sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT) == 8);
 
-// The first word of a request that sets something: 0x000A, and the message in the low half.
+// The header word of the requests 0x7902 to 0x790C that set something: 0x000A, and the message in the low half.
 enum eVESK_HALDO_HDC_KMP_MSG : std::uint32_t {
     KMP_MSG_FEAT_EN = 0x000A0000,
     KMP_MSG_CUR_SHAPE_BMP = 0x000A0003,
@@ -157,8 +157,8 @@ enum eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE : int {
 struct sVESK_HALDO_HDC_KMP_CUR_SHAPE_BMP_STRUCT {
     std::uint32_t header;
     std::uint32_t reserved;
-    std::uint8_t
-        bitmap_type; // eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE; ALPHA also for a COLOR bitmap without its AND plane
+    // eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE; ALPHA also for a COLOR bitmap that goes without its AND plane
+    std::uint8_t bitmap_type;
     std::uint8_t cache_slot; // where the client keeps the shape: KMP_CACHE_SLOT_VALID | slot, or 0 for nowhere
     std::uint8_t shape_arg1; // the caller's
     std::uint8_t shape_arg2; // the caller's

@@ -640,10 +640,8 @@ int cVESK_HALDO_LINK::flip_bitmap(unsigned char width, unsigned char height, uns
 int cVESK_HALDO_LINK::init_bitmap_cache()
 {
     if (kmp_pri_ctxt.cur_shape_caches_supported == 0 || kmp_pri_ctxt.cur_shape_cache_size_supported == 0) {
-        if (bmp_cache_cnt != 0)
-            flush_bitmap_cache();
+        flush_bitmap_cache();
         VESK_LOG_D("bitmap caching disabled because client does not support it");
-        bmp_cache_cnt = 0;
         return VESK_OK;
     }
     if (bmp_cache_cnt != 0) {
@@ -661,8 +659,7 @@ int cVESK_HALDO_LINK::init_bitmap_cache()
             bmp_cache_cnt = i;
         }
     }
-    VESK_LOG_D("allocated storage for %d cached bitmaps with size %d", bmp_cache_cnt,
-               static_cast<int>(bmp_cache_block));
+    VESK_LOG_D("allocated storage for %d cached bitmaps with size %d", bmp_cache_cnt, printed(bmp_cache_block));
     return VESK_OK;
 }
 

@@ -50,7 +50,7 @@ TEST(lcur_shape_size_valid, counts_the_bytes_that_a_bitmap_needs)
         {65535, 1, 0, 262140},
         {1, 65535, 1, 270331},
         {32768, 16383, 0, 2147352576}, // wide of a sign
-        // Of 2^29 pixels and more nothing but the low 32 bits is left.
+        // Counts that need all of 32 bits, and larger ones, of which the low 32 are left.
         {32768, 16384, 0, 0x80000000},
         {32768, 16384, 1, 0x84000000},
         {32768, 32768, 0, 0},
