@@ -20,13 +20,33 @@ static constexpr int OLDEST_GENERATION = 4;
 static void use_line_buffering()
 {
     static bool done = false;
+    static char buffer[LINE_SIZE];
     if (!done)
-        std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+        std::setvbuf(stdout, buffer, _IOLBF, sizeof(buffer));
     done = true;
 }
 
+static constexpr std::size_t TIME_LENGTH = sizeof("MM/DD hh:mm:ss") - 1;
+static constexpr std::size_t NAME_COLUMNS = 36;
+
+// The local time as a line shows it. It is converted once a second: the C library looks at the time zone's file each
+// time.
+static const char* time_text()
+{
+    static std::time_t converted;
+    static char text[TIME_LENGTH + 1];
+    const std::time_t now = std::time(nullptr);
+    if (now != converted || text[0] == '\0') {
+        const std::tm* local = std::localtime(&now);
+        std::snprintf(text, sizeof(text), "%02d/%02d %02d:%02d:%02d", local->tm_mon + 1, local->tm_mday, local->tm_hour,
+                      local->tm_min, local->tm_sec);
+        converted = now;
+    }
+    return text;
+}
+
 // The line is its own format. A conversion that would take an argument has none to take: its '%' is doubled.
-static void print_as_format(const char* line)
+[[gnu::cold, gnu::noinline]] static void print_as_format(const char* line)
 {
     char format[2 * LINE_SIZE];
     char* out = format;
@@ -48,30 +68,51 @@ static void print_as_format(const char* line)
 #pragma GCC diagnostic pop
 }
 
+// Appends as much of a text as fits.
+static void append(char (&line)[LINE_SIZE], std::size_t* length, const char* text, std::size_t text_length)
+{
+    const std::size_t room = LINE_SIZE - 1 - *length;
+    const std::size_t fits = text_length < room ? text_length : room;
+    std::memcpy(line + *length, text, fits);
+    *length += fits;
+}
+
+// What stands before the message. Put together by hand: printf takes as long as for all the rest of a line.
+static std::size_t begin_line(char (&line)[LINE_SIZE], eVESK_LOG_LEVEL level, const char* function)
+{
+    static constexpr const char* marks[] = {" d[?] ", " d[C] ", " d[E] ", " d[I] ", " d[D] "};
+    static constexpr char blanks[NAME_COLUMNS + 1] = "                                    ";
+    const std::size_t name_length = std::strlen(function);
+    std::size_t length = 0;
+    append(line, &length, time_text(), TIME_LENGTH);
+    append(line, &length, marks[level], std::strlen(marks[VESK_LOG_OFF]));
+    append(line, &length, blanks, name_length < NAME_COLUMNS ? NAME_COLUMNS - name_length : 0);
+    append(line, &length, function, name_length);
+    append(line, &length, " | ", 3);
+    return length;
+}
+
 void vesk_log_line(eVESK_LOG_LEVEL level, const char* function, const char* format, ...)
 {
     const int callers_errno = errno;
     use_line_buffering();
 
-    const std::time_t now = std::time(nullptr);
-    const std::tm* local = std::localtime(&now);
     char line[LINE_SIZE];
-    const int prefix =
-        std::snprintf(line, sizeof(line), "%02d/%02d %02d:%02d:%02d %c[%c] %36s | ", local->tm_mon + 1, local->tm_mday,
-                      local->tm_hour, local->tm_min, local->tm_sec, 'd', "?CEID"[level], function);
-    const std::size_t start =
-        static_cast<std::size_t>(prefix) < sizeof(line) ? static_cast<std::size_t>(prefix) : sizeof(line) - 1;
+    const std::size_t start = begin_line(line, level, function);
     std::va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(line + start, sizeof(line) - start, format, arguments);
     va_end(arguments);
 
-    const std::size_t length = strnlen(line, sizeof(line));
+    std::size_t length = strnlen(line, sizeof(line));
     if (length > 1 && line[length - 2] == '\n')
-        line[length - 1] = '\0';
+        line[--length] = '\0';
 
     errno = callers_errno;
-    print_as_format(line);
+    if (line[length - 1] == '\n' && std::memchr(line, '%', length) == nullptr)
+        std::fwrite(line, 1, length, stdout); // nearly every line is just its text
+    else
+        print_as_format(line);
     errno = callers_errno;
 }
 

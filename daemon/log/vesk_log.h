@@ -2,8 +2,8 @@
 // size-rotated file.
 //
 // A line is "MM/DD hh:mm:ss d[L] " and the name of the writing function, right-aligned in 36 columns, " | " and the
-// message; L is C (critical), E (error), I (info) or D (debug). The time is local. A line is at most 399 characters
-// long; one that is longer is cut there and loses its newline.
+// message; L is C (critical), E (error), I (info) or D (debug). The time is local, converted once a second. A line
+// is at most 399 characters long; one that is longer is cut there and loses its newline.
 //
 // Standard output is line-buffered from the first line on: a line reaches its file when it is written, and nothing is
 // left over that a fork could print again. A program with an output of its own logs its first line before it prints.
@@ -52,7 +52,7 @@ enum eVESK_LOG_RESULT : int {
 
 // Writes one line. Called by the statements above, which test the level.
 void vesk_log_line(eVESK_LOG_LEVEL level, const char* function, const char* format, ...)
-    __attribute__((format(printf, 3, 4)));
+    __attribute__((format(printf, 3, 4), cold));
 
 // Sets m_log_level and points standard output and standard error at "/<dir>/<name>.0.log", which is appended to.
 //

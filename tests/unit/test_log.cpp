@@ -233,13 +233,32 @@ TEST(log_line, shows_month_day_and_time_with_two_digits_each)
 TEST(log_line, shows_the_local_time)
 {
     const std::pair<const char*, const char*> cases[] = {
-        {"EAST-5:30", "11/20 16:12:52"}, {"WEST7:40:45", "11/20 03:02:07"}, {"NEXTDAY-14", "11/21 00:42:52"}};
+        {"EAST-5:30", "11/20 16:12:53"}, {"WEST7:40:45", "11/20 03:02:09"}, {"NEXTDAY-14", "11/21 00:42:55"}};
+    int second = 0;
     for (const auto& [zone, date] : cases) {
         host h;
+        h.now += ++second;
         setenv("TZ", zone, 1);
         writer("text");
         EXPECT_EQ(h.raw_log(), prefix('E', "writer", date) + "text\n");
     }
+}
+
+TEST(log_line, converts_the_time_once_a_second)
+{
+    host h;
+    h.now += 5;
+    writer("text");
+    setenv("TZ", "EAST-5:30", 1);
+    h.raw_log();
+    writer("the same second");
+    EXPECT_EQ(h.raw_log(), prefix('E', "writer", "11/20 10:42:57") + "the same second\n");
+    h.now += 1;
+    writer("the next one");
+    EXPECT_EQ(h.raw_log(), prefix('E', "writer", "11/20 16:12:58") + "the next one\n");
+    h.now -= 2;
+    writer("the clock was set back");
+    EXPECT_EQ(h.raw_log(), prefix('E', "writer", "11/20 16:12:56") + "the clock was set back\n");
 }
 
 TEST(log_line, pads_a_name_to_36_columns_and_keeps_a_longer_one_whole)

@@ -18,6 +18,7 @@
 #include <random>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 static constexpr const char* CONFIG_FILE = "/etc/haldohostswd.conf";
 static constexpr std::time_t NOVEMBER_20 = 1732099372;
@@ -55,9 +56,7 @@ struct host::state {
     bool can_leave = false;
     std::optional<int> exit_status;
 
-    char* captured = nullptr;
-    std::size_t captured_size = 0;
-    std::size_t taken = 0;
+    std::string captured;
     std::FILE* other_stdout = nullptr; // the one that is not in use
     std::int32_t log_level_before = 0;
 
@@ -70,6 +69,12 @@ struct host::state {
 };
 
 static host::state* current = nullptr;
+
+static ssize_t append(void* captured, const char* text, std::size_t length)
+{
+    static_cast<std::string*>(captured)->append(text, length);
+    return static_cast<ssize_t>(length);
+}
 
 // --- Text and bytes ---
 
@@ -250,7 +255,9 @@ host::host(std::int32_t log_level) : now(NOVEMBER_20), own(std::make_unique<stat
     m_log_level = log_level;
     setenv("TZ", "UTC", 1);
     tzset();
-    own->other_stdout = open_memstream(&own->captured, &own->captured_size);
+    // Unlike a stream in memory it can be given a buffer.
+    own->other_stdout =
+        fopencookie(&own->captured, "w", {.read = nullptr, .write = append, .seek = nullptr, .close = nullptr});
     std::swap(stdout, own->other_stdout);
     current = own.get();
 }
@@ -260,7 +267,6 @@ host::~host()
     current = nullptr;
     std::swap(stdout, own->other_stdout);
     std::fclose(own->other_stdout);
-    std::free(own->captured);
     m_log_level = own->log_level_before;
     for (const step& left : own->script)
         own->problems += "announced, but never called: " + left.call + "\n";
@@ -362,9 +368,7 @@ lines host::log()
 std::string host::state::raw_log()
 {
     std::fflush(stdout);
-    const std::string fresh(captured + taken, captured_size - taken);
-    taken = captured_size;
-    return fresh;
+    return std::exchange(captured, {});
 }
 
 // "function L text" of "MM/DD hh:mm:ss d[L] ", the function in 36 columns or as many as it needs, " | text".
