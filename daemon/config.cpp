@@ -8,6 +8,7 @@
 
 static constexpr const char* CONFIG_FILE = "/etc/haldohostswd.conf";
 static constexpr int LINE_SIZE = 500;
+static constexpr int READ_SIZE = 1024; // what a stream would allocate stays in the heap for good, and is larger
 
 // clang-format off
 sVESK_CONFIG_LOOKUP_STRUCT config_lookup_table[CONFIG_KEY_COUNT] = {
@@ -58,7 +59,9 @@ static void read_line(char* line)
     sVESK_CONFIG_LOOKUP_STRUCT& entry = config_lookup_table[index];
     switch (entry.type) {
     case CONFIG_STRING:
-        std::snprintf(entry.string_value, sizeof(entry.string_value), "%s", value != nullptr ? value : "");
+        entry.string_value[0] = '\0';
+        if (value != nullptr)
+            std::strncat(entry.string_value, value, sizeof(entry.string_value) - 1);
         break;
     case CONFIG_INTEGER:
         if (value != nullptr)
@@ -83,6 +86,8 @@ void get_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* cfg)
     if (file == nullptr) {
         VESK_LOG_I("Unable to open daemon config file %s", CONFIG_FILE);
     } else {
+        char buffer[READ_SIZE];
+        std::setvbuf(file, buffer, _IOFBF, sizeof(buffer));
         char line[LINE_SIZE];
         while (std::fgets(line, sizeof(line), file) != nullptr)
             read_line(line);

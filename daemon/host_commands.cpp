@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 static constexpr int LINE_SIZE = 500;
-static constexpr std::size_t COMMAND_SIZE = 1000;
 
 int run_cmd(char* command)
 {
@@ -25,6 +24,16 @@ int run_cmd(char* command)
         return 1;
     }
     return 0;
+}
+
+// popen for reading. One stream is open at a time; the buffer that it would allocate would stay in the heap for good.
+static std::FILE* open_output(const char* command)
+{
+    static char buffer[1024];
+    std::FILE* output = popen(command, "r");
+    if (output != nullptr)
+        std::setvbuf(output, buffer, _IOFBF, sizeof(buffer));
+    return output;
 }
 
 // What one line of "who -u" says: 1 a user is logged in, 0 the display is nobody's, -1 nothing.
@@ -44,7 +53,7 @@ static int login_of_line(const char* line, char* user)
 
 int is_user_logged_in_locally(char* user)
 {
-    std::FILE* who = popen("who -u", "r");
+    std::FILE* who = open_output("who -u");
     if (who == nullptr) {
         VESK_LOG_E("popen() failed, code=%d (%s)", errno, std::strerror(errno));
         VESK_LOG_E("Unable to determine whether user logged in locally!");
@@ -77,15 +86,14 @@ void get_xauthority(int seconds, char* dst, sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* c
     VESK_LOG_D("sleep %d seconds", seconds);
     sleep_seconds(seconds);
 
-    char command[COMMAND_SIZE];
-    std::snprintf(command, sizeof(command), "%.400s/haldo_xauthority", cfg->HostSWPath);
-    VESK_LOG_D("%s", command);
-    std::FILE* lookup = popen(command, "r");
+    char line[LINE_SIZE];
+    std::snprintf(line, sizeof(line), "%.400s/haldo_xauthority", cfg->HostSWPath);
+    VESK_LOG_D("%s", line);
+    std::FILE* lookup = open_output(line);
     if (lookup == nullptr) {
         VESK_LOG_E("Command failed.");
         return;
     }
-    char line[LINE_SIZE];
     while (std::fgets(line, sizeof(line), lookup) != nullptr) {
         VESK_LOG_D("%s", line);
         if (const char* value = xauthority_of_line(line)) {

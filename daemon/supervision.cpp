@@ -9,7 +9,6 @@
 #include <cstring>
 
 static constexpr std::size_t COMMAND_SIZE = 400;
-static constexpr std::size_t AGENT_COMMAND_SIZE = 3000; // every part of it at its full length
 static constexpr int PAUSE_S = 1;
 static constexpr int NO_LOGIN_STATE = INT_MIN; // equals no result of is_user_logged_in_locally
 
@@ -20,27 +19,40 @@ struct pass_plan {
     int xauthority_delay_s;
 };
 
-static bool is_log_current(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& previous,
-                           const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config)
+// How a configuration that was read again differs from the one before.
+struct config_change {
+    bool any;
+    bool log; // its level or its directory
+};
+
+// A function of its own: the copy is off the stack, which then stays within two pages, before the rest of a pass.
+static config_change read_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* config)
 {
-    if (previous.DaemonLogLevel != config.DaemonLogLevel ||
-        std::strncmp(previous.LogDirLocation, config.LogDirLocation, sizeof(config.LogDirLocation)) != 0)
-        return false;
+    const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT previous = *config;
+    get_config(config);
+    return {
+        .any = std::memcmp(&previous, config, sizeof(previous)) != 0,
+        .log = previous.DaemonLogLevel != config->DaemonLogLevel ||
+               std::strncmp(previous.LogDirLocation, config->LogDirLocation, sizeof(config->LogDirLocation)) != 0,
+    };
+}
+
+static bool is_log_too_large(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config)
+{
     char path[VESK_LOG_PATH_SIZE];
     log_file_path(path, config.LogDirLocation, LOG_NAME);
-    return filesize(path) <= config.LogFileSize;
+    return filesize(path) > config.LogFileSize;
 }
 
 // Reads the configuration; applies it when it has changed, and on the first pass. False when the daemon is to leave.
 static bool refresh_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* config, bool* first_pass)
 {
-    const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT previous = *config;
-    get_config(config);
-    if (std::memcmp(&previous, config, sizeof(previous)) == 0 && !*first_pass)
+    const config_change change = read_config(config);
+    if (!change.any && !*first_pass)
         return true;
     if (!is_enabled(*config))
         return false;
-    if (!is_log_current(previous, *config) && !open_log(*config))
+    if ((change.log || is_log_too_large(*config)) && !open_log(*config))
         return false;
     dump_config(config);
     *first_pass = false;
@@ -77,13 +89,6 @@ static char unsafe_character(const char* user)
 static bool build_command(char (&command)[COMMAND_SIZE], const pass_plan& plan, const sVESK_DAEMON_STATE_STRUCT& state)
 {
     const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config = state.config;
-    char agent[AGENT_COMMAND_SIZE];
-    std::snprintf(agent, sizeof(agent),
-                  "%.400s/haldo_starthostsw -e %.400s/haldo_agent -x %.*s -o '-ll%1d %.100s -ld %.400s -ls %d' -w %d",
-                  config.HostSWPath, config.HostSWPath, static_cast<int>(std::strcspn(state.xauthority, "\n")),
-                  state.xauthority, config.HostSWLogLevel, config.HostSWOptions, config.LogDirLocation,
-                  config.LogFileSize, plan.launcher_wait_s);
-    int length;
     if (plan.as_user) {
         LOG_MAIN_D("user %s is logged in", state.user);
         if (std::strcmp(state.user, "root") == 0 && config.DaemonRootHaldoAgent == 0) {
@@ -94,10 +99,14 @@ static bool build_command(char (&command)[COMMAND_SIZE], const pass_plan& plan, 
             LOG_MAIN_E("user name with character 0x%02X, the haldo agent is not run", static_cast<unsigned char>(c));
             return false;
         }
-        length = std::snprintf(command, sizeof(command), "su %s -c \"%s\"", state.user, agent);
-    } else {
-        length = std::snprintf(command, sizeof(command), "%s", agent);
     }
+    const int length = std::snprintf(
+        command, sizeof(command),
+        "%s%s%s%.400s/haldo_starthostsw -e %.400s/haldo_agent -x %.*s -o '-ll%1d %.100s -ld %.400s -ls %d' -w %d%s",
+        plan.as_user ? "su " : "", plan.as_user ? state.user : "", plan.as_user ? " -c \"" : "", config.HostSWPath,
+        config.HostSWPath, static_cast<int>(std::strcspn(state.xauthority, "\n")), state.xauthority,
+        config.HostSWLogLevel, config.HostSWOptions, config.LogDirLocation, config.LogFileSize, plan.launcher_wait_s,
+        plan.as_user ? "\"" : "");
     if (static_cast<std::size_t>(length) >= sizeof(command)) {
         LOG_MAIN_E("command of %d characters is longer than %d, the haldo agent is not run", length,
                    static_cast<int>(sizeof(command)) - 1);
