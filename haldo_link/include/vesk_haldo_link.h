@@ -317,9 +317,9 @@ public:
     // Whether a cursor of this size, in pixels, can be sent: VESK_OK, or VESK_NOT_SUPPORTED when the client does not
     // report its largest size or the size of its cache entries, when width or height exceeds what it reports, or when
     // the bitmap exceeds an entry. It counts width * height * 4 bytes for an ALPHA bitmap and width * height / 8 more
-    // for any other type: rows without padding and an XOR plane of 32 bits, whatever will be sent. The arithmetic
-    // is that of 32-bit two's complement and wraps from 2^29 pixels on. Sends nothing, logs nothing, and does not ask
-    // whether the context is valid.
+    // for any other type: rows without padding and an XOR plane of 32 bits, whatever will be sent. Counts
+    // beyond 32 bits wrap, and from 2^31 pixels on the eighth is that of a negative number. Sends nothing, logs
+    // nothing, and does not ask whether the context is valid.
     int lcur_shape_size_valid(unsigned short width, unsigned short height, int bitmap_type) const;
 
     // Shows a cursor shape: selects it (lcur_change_shape_send, whose result is then returned) if the client has it in
@@ -357,7 +357,8 @@ public:
     // expects it so. src and dst have dest_len bytes each; behind the end of src the search sees zeros, and reads
     // nothing. An xor_depth other than 1 means 32.
     //
-    // Returns VESK_OK, or VESK_FAILED, with nothing written, when the planes are larger than dest_len.
+    // Returns VESK_OK, or VESK_FAILED, with nothing written, when the planes are larger than dest_len. No pointer may
+    // be null.
     static int flip_bitmap(unsigned char width, unsigned char height, unsigned char xor_depth, unsigned int dest_len,
                            const unsigned char* src, unsigned char* dst, int* no_transparency);
 
@@ -369,7 +370,8 @@ public:
     // Releases the mirror's memory. Returns VESK_OK always.
     int flush_bitmap_cache();
 
-    // Parts of lcur_shape_bmp_send; their height is that of the cursor itself. They send nothing.
+    // Parts of lcur_shape_bmp_send; their height is that of the cursor itself. They send nothing. No pointer may be
+    // null, and bmp_len not 0.
     //
     // Notes that the client has taken a shape into the slot behind the one that was written last, round robin. A bitmap
     // longer than an entry's block empties that entry instead, since the client may have overwritten its slot, and the
@@ -405,12 +407,8 @@ private:
     int send(const sVESK_REQUEST_STRUCT& request, void* record);
 
     // Performs an operation on an HMI variable: reads its payload into the caller's record, or writes it from there.
-    int hmi_var_access(const sVESK_HMI_OPERATION_STRUCT& operation, void* payload, std::size_t size);
-    template <typename Record> int hmi_var_access(const sVESK_HMI_OPERATION_STRUCT& operation, Record* record)
-    {
-        static_assert(sizeof(Record) <= sizeof(sVESK_HALDO_HCC_HMI_VAR_STRUCT::data));
-        return hmi_var_access(operation, record, sizeof(Record));
-    }
+    // One function for each operation, so that nothing of the operation is looked up when it is performed.
+    template <const sVESK_HMI_OPERATION_STRUCT& operation, typename Record> int hmi_var_access(Record* payload);
 
     int wol_cfg_avail(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map);
 

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 static constexpr const char* ASTERISKS = "***************************************";
 
@@ -221,9 +222,12 @@ struct sVESK_HMI_OPERATION_STRUCT {
     bool framed; // logs "start" and "end"
 };
 
-int cVESK_HALDO_LINK::hmi_var_access(const sVESK_HMI_OPERATION_STRUCT& operation, void* payload, std::size_t size)
+template <const sVESK_HMI_OPERATION_STRUCT& operation, typename Record>
+int cVESK_HALDO_LINK::hmi_var_access(Record* payload)
 {
-    const bool writes = operation.request.code == HCC_IOCTL_HMI_VAR_SET.code;
+    static constexpr std::size_t size = std::is_empty_v<Record> ? 0 : sizeof(Record);
+    static_assert(size <= sizeof(sVESK_HALDO_HCC_HMI_VAR_STRUCT::data));
+    static constexpr bool writes = operation.request.code == HCC_IOCTL_HMI_VAR_SET.code;
     int result = VESK_INVALID_ARGUMENT;
     if (operation.framed)
         VESK_LOG_AS(operation.function, VESK_LOG_DEBUG, "start");
@@ -296,8 +300,10 @@ static constexpr sVESK_HMI_OPERATION_STRUCT
                 AVAIL(wol_cfg_get_avail), FAILURE("HCC_IOCTL_HMI_VAR_SET ioctl failed (ret=%d)"), UNFRAMED};
 // clang-format on
 
-// Of a set operation that sends no payload: something that is not null.
-static char no_payload[1];
+// The payload of a set operation that sends none.
+struct sVESK_NO_PAYLOAD_STRUCT {
+};
+static sVESK_NO_PAYLOAD_STRUCT no_payload;
 
 int cVESK_HALDO_LINK::local_var_access(const sVESK_REQUEST_STRUCT& request, std::uint32_t id, std::uint32_t* value)
 {
@@ -311,7 +317,7 @@ int cVESK_HALDO_LINK::local_var_access(const sVESK_REQUEST_STRUCT& request, std:
 
 int cVESK_HALDO_LINK::sess_link_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT* out)
 {
-    return hmi_var_access(SESS_LINK_GET, out);
+    return hmi_var_access<SESS_LINK_GET>(out);
 }
 
 void cVESK_HALDO_LINK::link_heartbeat(int* changed, sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT* state)
@@ -341,11 +347,11 @@ void cVESK_HALDO_LINK::link_heartbeat(int* changed, sVESK_HALDO_HCC_APDU_HMI_VAR
 int cVESK_HALDO_LINK::sess_link_disc(unsigned int reason)
 {
     if (sess_link_disc_with_reason_avail() == VESK_OK &&
-        hmi_var_access(SESS_LINK_DISC_WITH_REASON, &reason) == VESK_OK) {
+        hmi_var_access<SESS_LINK_DISC_WITH_REASON>(&reason) == VESK_OK) {
         VESK_LOG_D("disconnected session link by setting SESS_DISC");
         return VESK_OK;
     }
-    const int result = hmi_var_access(SESS_LINK_DISC, no_payload, 0);
+    const int result = hmi_var_access<SESS_LINK_DISC>(&no_payload);
     if (result == VESK_OK)
         VESK_LOG_D("disconnected session link by setting SESS_LINK");
     return result;
@@ -384,7 +390,7 @@ static long tag_length(const sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT& tag)
 
 int cVESK_HALDO_LINK::sess_tag_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT* tag)
 {
-    const int result = hmi_var_access(SESS_TAG_GET, tag);
+    const int result = hmi_var_access<SESS_TAG_GET>(tag);
     if (result == VESK_OK)
         VESK_LOG_D("session tag get: flags=0x%02X, length tag=%ld", tag->flags, tag_length(*tag));
     return result;
@@ -392,7 +398,7 @@ int cVESK_HALDO_LINK::sess_tag_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT*
 
 int cVESK_HALDO_LINK::sess_tag_set(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT* tag)
 {
-    const int result = hmi_var_access(SESS_TAG_SET, tag);
+    const int result = hmi_var_access<SESS_TAG_SET>(tag);
     if (result == VESK_OK)
         VESK_LOG_D("session tag set: flags=0x%02X, length tag=%ld", tag->flags, tag_length(*tag));
     return result;
@@ -408,32 +414,32 @@ int cVESK_HALDO_LINK::is_sess_view_brokered()
 
 int cVESK_HALDO_LINK::link_info_get(sVESK_HALDO_HCC_APDU_HMI_VAR_LINK_INFO_STRUCT* out)
 {
-    return hmi_var_access(LINK_INFO_GET, out);
+    return hmi_var_access<LINK_INFO_GET>(out);
 }
 
 int cVESK_HALDO_LINK::ipv4_cfg_get(sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT* out)
 {
-    return hmi_var_access(IPV4_CFG_GET, out);
+    return hmi_var_access<IPV4_CFG_GET>(out);
 }
 
 int cVESK_HALDO_LINK::conn_port_get(sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT* out)
 {
-    return hmi_var_access(CONN_PORT_GET, out);
+    return hmi_var_access<CONN_PORT_GET>(out);
 }
 
 int cVESK_HALDO_LINK::sess_stat_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT* out)
 {
-    return hmi_var_access(SESS_STAT_GET, out);
+    return hmi_var_access<SESS_STAT_GET>(out);
 }
 
 int cVESK_HALDO_LINK::sess_stat_reset()
 {
-    return hmi_var_access(SESS_STAT_RESET, no_payload, 0);
+    return hmi_var_access<SESS_STAT_RESET>(&no_payload);
 }
 
 int cVESK_HALDO_LINK::unicode_set(unsigned int enable)
 {
-    const int result = hmi_var_access(UNICODE_SET, &enable);
+    const int result = hmi_var_access<UNICODE_SET>(&enable);
     if (result == VESK_OK)
         VESK_LOG_D("enable=%d", static_cast<int>(enable));
     return result;
@@ -478,12 +484,12 @@ static int trace_wol_cfg(const char* function, int result, const sVESK_HALDO_HCC
 
 int cVESK_HALDO_LINK::wol_cfg_get(sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT* cfg)
 {
-    return trace_wol_cfg(__func__, hmi_var_access(WOL_CFG_GET, cfg), cfg);
+    return trace_wol_cfg(__func__, hmi_var_access<WOL_CFG_GET>(cfg), cfg);
 }
 
 int cVESK_HALDO_LINK::wol_cfg_set(sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT* cfg)
 {
-    return trace_wol_cfg(__func__, hmi_var_access(WOL_CFG_SET, cfg), cfg);
+    return trace_wol_cfg(__func__, hmi_var_access<WOL_CFG_SET>(cfg), cfg);
 }
 
 // --- Imaging ---
