@@ -2,9 +2,10 @@
 # Sourced by ./demo and ./check: makes sure that the Debian packages they need are there.
 
 declare -A packages=(
-    [build]="g++ cmake ninja-build git pkg-config libgtest-dev libfuse3-dev libseccomp-dev"
+    [build]="g++ cmake ninja-build git pkg-config libgtest-dev libfuse3-dev libseccomp-dev libbenchmark-dev"
     [guest]="user-mode-linux busybox-static procps bsdutils"
-    [check]="clang clang-format shellcheck gcovr man-db"
+    [check]="clang clang-format shellcheck gcovr man-db python3 valgrind"
+    [bench]="python3 python3-matplotlib valgrind strace"
 )
 
 # need_packages GROUP...: installs those that are missing, or says what is needed and ends the script.
