@@ -1,12 +1,15 @@
 #include "options.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <getopt.h>
 #include <limits>
 #include <optional>
+#include <string_view>
 
 namespace
 {
@@ -21,12 +24,14 @@ its driver would, until SIGTERM or SIGINT. Needs the kernel module cuse and root
   --command-map N         firmware commands offered, as a bit map (0x7801)
   --readable-map N        variables that can be read, as a bit map (0x7802, variable 0)
   --writable-map N        variables that can be written, as a bit map (0x7803, variable 0)
+  --context FIELD=N       set a field of the client's KMP context (0x7822), as cur_shape_caches=3; may be given
+                          repeatedly
   --session IP            start with a connected session of the client at IP, a text of at most 35 characters
   --fail CODE[=ERRNO]     let every request CODE fail with ERRNO, a name or a number (EIO); may be given repeatedly
   --help                  print this text
 
-N and CODE are decimal, or hexadecimal with 0x. All is offered unless a map says otherwise. Records above 128 KiB do
-not pass the kernel: it fails them with ENOMEM and the card does not see them.
+N and CODE are decimal, or hexadecimal with 0x. All is offered unless a map or the context says otherwise. Records
+above 128 KiB do not pass the kernel: it fails them with ENOMEM and the card does not see them.
 
 Exit status: 0 ended by a signal, 1 failed while running, 2 wrong command line, 4 /dev/cuse missing or not permitted.
 )";
@@ -54,12 +59,68 @@ std::optional<std::uint32_t> parse_number(const std::string& text)
     return static_cast<std::uint32_t>(value);
 }
 
-std::uint32_t map_word(const char* option, const char* text)
+std::uint32_t number_of_bits(std::size_t bits, const char* option, const std::string& text)
 {
-    const auto word = parse_number(text);
-    if (!word)
-        refuse(std::string(option) + ": " + quoted(text) + " is not a number of 32 bits");
-    return *word;
+    const auto number = parse_number(text);
+    if (!number || std::uint64_t{*number} >> bits != 0)
+        refuse(std::string(option) + ": " + quoted(text) + " is not a number of " + std::to_string(bits) + " bits");
+    return *number;
+}
+
+using context_record = sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT;
+
+struct context_field {
+    std::string_view name;
+    std::size_t offset;
+    std::size_t width; // bytes
+};
+
+#define FIELD(name) #name, offsetof(context_record, name), sizeof(context_record::name)
+constexpr context_field context_fields[] = {
+    {FIELD(request)},
+    {FIELD(pri_num)},
+    {FIELD(kmp_supported)},
+    {FIELD(kmp_enabled)},
+    {FIELD(encodings_supported)},
+    {FIELD(haldo_kmp_1_supported)},
+    {FIELD(cur_shape_caches_supported)},
+    {FIELD(cur_shape_cache_size_supported)},
+    {FIELD(cur_shape_caches)},
+    {FIELD(cur_shape_cache_size)},
+    {FIELD(cur_shape_bmp_supported)},
+    {FIELD(cur_shape_bmp_alpha)},
+    {FIELD(cur_shape_bmp_color)},
+    {FIELD(cur_shape_max_size_supported)},
+    {FIELD(cur_shape_max_size_x)},
+    {FIELD(cur_shape_max_size_y)},
+    {FIELD(kbd_client_auto_repeat_supported)},
+    {FIELD(kbd_client_auto_repeat_enable)},
+    {FIELD(cur_shape_fadeout_supported)},
+    {FIELD(cur_shape_fadeout_enable)},
+    {FIELD(cur_speed_update_supported)},
+    {FIELD(cur_speed_update_enable)},
+    {FIELD(usb_supported)},
+    {FIELD(usb_enable)},
+    {FIELD(relative_mouse_supported)},
+    {FIELD(relative_mouse_enable)},
+    {FIELD(host_hid_driver_update_supported)},
+    {FIELD(host_hid_driver_update_enable)},
+    {FIELD(hoip_supported)},
+    {FIELD(hoip_enable)},
+};
+#undef FIELD
+
+void set_context_field(context_record& context, const std::string& text)
+{
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos)
+        refuse("--context: " + quoted(text) + " is not FIELD=N");
+    const std::string name = text.substr(0, equals);
+    const auto* const field = std::ranges::find(context_fields, name, &context_field::name);
+    if (field == std::end(context_fields))
+        refuse("--context: " + quoted(name) + " is not a field of the context");
+    const std::uint32_t number = number_of_bits(field->width * 8, "--context", text.substr(equals + 1));
+    std::memcpy(reinterpret_cast<std::uint8_t*>(&context) + field->offset, &number, field->width);
 }
 
 std::string peer(const std::string& ip)
@@ -98,6 +159,7 @@ options parse_options(int argc, char** argv)
         COMMAND_MAP,
         READABLE_MAP,
         WRITABLE_MAP,
+        CONTEXT,
         SESSION,
         FAIL,
         HELP
@@ -107,6 +169,7 @@ options parse_options(int argc, char** argv)
         {"command-map", required_argument, nullptr, COMMAND_MAP},
         {"readable-map", required_argument, nullptr, READABLE_MAP},
         {"writable-map", required_argument, nullptr, WRITABLE_MAP},
+        {"context", required_argument, nullptr, CONTEXT},
         {"session", required_argument, nullptr, SESSION},
         {"fail", required_argument, nullptr, FAIL},
         {"help", no_argument, nullptr, HELP},
@@ -122,13 +185,16 @@ options parse_options(int argc, char** argv)
             result.journal = optarg;
             break;
         case COMMAND_MAP:
-            result.firmware.commands.map[0] = map_word("--command-map", optarg);
+            result.firmware.commands.map[0] = number_of_bits(32, "--command-map", optarg);
             break;
         case READABLE_MAP:
-            result.firmware.readable.map[0] = map_word("--readable-map", optarg);
+            result.firmware.readable.map[0] = number_of_bits(32, "--readable-map", optarg);
             break;
         case WRITABLE_MAP:
-            result.firmware.writable.map[0] = map_word("--writable-map", optarg);
+            result.firmware.writable.map[0] = number_of_bits(32, "--writable-map", optarg);
+            break;
+        case CONTEXT:
+            set_context_field(result.firmware.kmp_context, optarg);
             break;
         case SESSION:
             result.session = peer(optarg);

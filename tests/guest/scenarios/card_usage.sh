@@ -21,6 +21,13 @@ refused "--command-map: 'all' is not a number of 32 bits" --command-map all
 refused "--fail: '0x1' is not the code of a request" --fail 0x1
 refused "--fail: 'EWHAT' is not an errno" --fail 0x7801=EWHAT
 refused "--session: '' has no length between 1 and 35" --session ''
+refused "--context: 'hoip_enable' is not FIELD=N" --context hoip_enable
+refused "--context: 'hoip' is not a field of the context" --context hoip=1
+refused "--context: 'reserved' is not a field of the context" --context reserved=1
+refused "--context: '' is not a number of 8 bits" --context hoip_enable=
+refused "--context: '256' is not a number of 8 bits" --context hoip_enable=256
+refused "--context: '0x10000' is not a number of 16 bits" --context cur_shape_caches=0x10000
+refused "--context: '4294967296' is not a number of 32 bits" --context cur_shape_cache_size=4294967296
 long=$(printf '%036d' 0)
 refused "--session: '$long' has no length between 1 and 35" --session "$long"
 
