@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
+#include <vector>
 
 #define PRINT(operation) std::printf(#operation " %d\n", link.operation())
 
@@ -148,6 +149,50 @@ static void call_policy(cVESK_HALDO_LINK& link)
     get_feature_status(link);
     std::printf("update_driver_cfg %d\n", update_driver_cfg(&link, LCUR_EVT_ALG_ABSOLUTE));
     std::printf("user_session_end %d\n", user_session_end(&link));
+}
+
+struct shape {
+    const char* name;
+    eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE type;
+    unsigned char width;
+    unsigned char height;
+    unsigned char and_depth;
+    unsigned char xor_depth;
+    unsigned int bmp_len;
+    unsigned char first; // of the bitmap's bytes, which count down to 0
+};
+
+static void send_shape(cVESK_HALDO_LINK& link, const shape& sent)
+{
+    std::vector<unsigned char> bmp(sent.bmp_len);
+    unsigned char next = sent.first;
+    for (unsigned char& byte : bmp)
+        byte = next != 0 ? next-- : 0;
+    const int result = link.lcur_shape_bmp_send(3, 4, sent.width, sent.height, sent.and_depth, sent.xor_depth,
+                                                bmp.data(), sent.bmp_len, sent.type);
+    std::printf("lcur_shape_bmp_send %s: %d\n", sent.name, result);
+}
+
+static void call_shapes(cVESK_HALDO_LINK& link)
+{
+    constexpr auto ALPHA = KMP_CUR_BITMAP_TYPE_ALPHA;
+    constexpr auto COLOR = KMP_CUR_BITMAP_TYPE_COLOR;
+    constexpr unsigned int longest = 128 * 1024 - sizeof(sVESK_HALDO_HDC_KMP_CUR_SHAPE_BMP_STRUCT);
+    const shape monochrome{"monochrome", COLOR, 8, 4, 1, 1, 16, 0xFF};
+    const shape color{"color", COLOR, 2, 2, 1, 32, 24, 0xFE};
+    const shape alpha{"alpha", ALPHA, 2, 2, 0, 0, 16, 0xFD};
+
+    link.kmp_pri_ctxt_get();
+    PRINT(init_bitmap_cache);
+    for (int times = 0; times < 2; ++times)
+        for (const shape& one : {monochrome, color, alpha})
+            send_shape(link, one);
+    send_shape(link, {"opaque", COLOR, 2, 2, 1, 32, 24, 0x3F});
+    send_shape(link, monochrome);
+    send_shape(link, {"too short", COLOR, 2, 2, 1, 32, 23, 0xFE});
+    send_shape(link, {"too long", ALPHA, 1, 1, 0, 0, longest + 1, 1});
+    for (int times = 0; times < 2; ++times)
+        send_shape(link, {"longest", ALPHA, 1, 1, 0, 0, longest, 1});
 }
 
 static void print_sess_link(const char* operation, int result,
@@ -328,8 +373,8 @@ int main(int argc, char** argv)
         const char* name;
         void (*call)(cVESK_HALDO_LINK& link);
     } groups[] = {
-        {"offers", call_offers},   {"kmp", call_kmp},         {"policy", call_policy},     {"session", call_session},
-        {"network", call_network}, {"imaging", call_imaging}, {"topology", call_topology},
+        {"offers", call_offers},   {"kmp", call_kmp},         {"shapes", call_shapes},   {"policy", call_policy},
+        {"session", call_session}, {"network", call_network}, {"imaging", call_imaging}, {"topology", call_topology},
     };
     for (const auto& group : groups) {
         if (argc == 2 && std::strcmp(argv[1], group.name) == 0) {
@@ -339,6 +384,6 @@ int main(int argc, char** argv)
             return 0;
         }
     }
-    std::fprintf(stderr, "usage: guest-link offers|kmp|policy|session|network|imaging|topology\n");
+    std::fprintf(stderr, "usage: guest-link offers|kmp|shapes|policy|session|network|imaging|topology\n");
     return 2;
 }
