@@ -178,6 +178,8 @@ const operation operations[] = {
     SAME(hdc_close),
     RESULTLESS(kmp_pri_ctxt_get, "", zeros),
     SAME(kmp_pri_ctxt_reset),
+    MEASURED(kmp_context, "", zeros, out.result = ours.kmp_context()->cur_shape_caches,
+             out.result = plain_kmp_context(&plain)->caches),
     SAME(lcur_lkbd_enable),
     SAME(lcur_lkbd_disable),
     SAME(lcur_lkbd_dev_feat_stat_get, &out.word[0]),

@@ -464,6 +464,11 @@ int plain_kmp_pri_ctxt_reset(struct plain_link* link)
     return 0;
 }
 
+const struct plain_context* plain_kmp_context(const struct plain_link* link)
+{
+    return link->context_valid ? &link->context : NULL;
+}
+
 /* --- Cursor, keyboard and tablets --- */
 
 static inline int set_value(struct plain_link* link, unsigned long request, uint32_t message, uint32_t value)

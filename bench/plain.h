@@ -134,6 +134,7 @@ int plain_hdc_open(struct plain_link* link);
 int plain_hdc_close(struct plain_link* link);
 void plain_kmp_pri_ctxt_get(struct plain_link* link);
 int plain_kmp_pri_ctxt_reset(struct plain_link* link);
+const struct plain_context* plain_kmp_context(const struct plain_link* link);
 int plain_lcur_lkbd_enable(struct plain_link* link);
 int plain_lcur_lkbd_disable(struct plain_link* link);
 int plain_lcur_lkbd_dev_feat_stat_get(struct plain_link* link, uint32_t* status);

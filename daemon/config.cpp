@@ -8,7 +8,7 @@
 
 static constexpr const char* CONFIG_FILE = "/etc/haldohostswd.conf";
 static constexpr int LINE_SIZE = 500;
-static constexpr int READ_SIZE = 1024; // what a stream would allocate stays in the heap for good, and is larger
+static constexpr int READ_SIZE = 2048; // what a stream would allocate stays in the heap for good, and is larger
 
 // clang-format off
 sVESK_CONFIG_LOOKUP_STRUCT config_lookup_table[CONFIG_KEY_COUNT] = {

@@ -204,6 +204,7 @@ def peers():
         "supervisord": ["/usr/bin/python3", f"{PEERS}/usr/bin/supervisord", "-c", str(config)],
     }
     running = {}
+    (HERE / "vdagent").unlink(missing_ok=True)  # its socket outlives spice-vdagentd
     for name, (program, *arguments) in commands.items():
         running[name] = start([program if "/" in program else f"{PROGRAMS}/{program}", *arguments],
                               (HERE / name).with_suffix(".said"), LD_LIBRARY_PATH=f"{HERE}/lib",
@@ -383,7 +384,7 @@ def growth():
             return start_time(command)
         say(f"start by configuration lines, {kind}, ms:")
         both = turns(start_with, [(count, command) for count in counts for command in (DAEMON, LOOP)], 4)
-        growth_row(f"start by configuration lines, {kind}", list(zip(counts, both[::2])), both[-1], LOOP_TEXT, 1.2,
+        growth_row(f"start by configuration lines, {kind}", list(zip(counts, both[::2])), both[-1], LOOP_TEXT, None,
                    "lines", "ms")
         peaks = []
         for count in counts:
