@@ -16,18 +16,13 @@ if(HALDO_COVERAGE)
     add_link_options(--coverage)
 endif()
 
-# Across sources: a link operation is then one function down to ioctl, and the daemon holds what it uses and no more.
-# The libraries carry ordinary objects beside, for other compilers and for the tests, which replace calls between sources.
-if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_BUILD_TYPE STREQUAL Release)
-    set(product_lto -flto=auto -ffat-lto-objects)
-endif()
-
 # Product code: the daemon, the device handle, the link and the log. The C++ runtime is not linked, so nothing of it
 # may be needed: no exceptions, no run-time types, no guarded statics.
 add_library(product INTERFACE)
 target_compile_options(product INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror
     -fno-exceptions -fno-rtti -fno-threadsafe-statics
-    ${product_lto}
+    # What a program does not use of the libraries is left out when it is linked, and none of it shows from outside.
+    -ffunction-sections -fdata-sections -fvisibility=hidden
     # Text is kept in buffers of fixed size, and cut where it is longer: that is meant.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-format-truncation>)

@@ -20,12 +20,14 @@ static constexpr const char* AGENT_PID_FILE = "/tmp/haldohostsw.pid";
 static constexpr pid_t INIT_PID = 1;
 static constexpr unsigned int PARENT_PATIENCE_S = 2;
 
-void occupy_standard_descriptors()
+void prepare_standard_streams()
 {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
         if (fcntl(fd, F_GETFD) == -1)
             open("/dev/null", O_RDWR); // gives the lowest free one, which is this one
     }
+    static char line[400];
+    std::setvbuf(stdout, line, _IOLBF, sizeof(line));
 }
 
 void log_version_at_start()

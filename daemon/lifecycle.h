@@ -15,9 +15,10 @@ inline constexpr const char* LOG_NAME = "haldohostsw";
 #define LOG_MAIN_I(...) VESK_LOG_AS("main", VESK_LOG_INFO, __VA_ARGS__)
 #define LOG_MAIN_E(...) VESK_LOG_AS("main", VESK_LOG_ERROR, __VA_ARGS__)
 
-// Opens /dev/null on those of the descriptors 0 to 2 that the starting process left closed. Otherwise a device node
-// would take their place, and the log the device node's.
-void occupy_standard_descriptors();
+// Opens /dev/null on those of the descriptors 0 to 2 that the starting process left closed: otherwise a device node
+// would take their place, and the log the device node's. Gives standard output a buffer of one line instead of a page
+// of the heap. Before anything is logged.
+void prepare_standard_streams();
 
 // Two version lines each: for the shell that starts the daemon, and for the log of the one that runs.
 void log_version_at_start();

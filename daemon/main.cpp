@@ -7,7 +7,7 @@
 
 int main()
 {
-    occupy_standard_descriptors();
+    prepare_standard_streams();
     cVESK_HALDO_LINK link;
     log_version_at_start();
     sVESK_DAEMON_STATE_STRUCT state{.config = {}, .user = "", .xauthority = "not_found"};

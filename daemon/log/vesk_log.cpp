@@ -20,9 +20,8 @@ static constexpr int OLDEST_GENERATION = 4;
 static void use_line_buffering()
 {
     static bool done = false;
-    static char buffer[LINE_SIZE];
     if (!done)
-        std::setvbuf(stdout, buffer, _IOLBF, sizeof(buffer));
+        std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     done = true;
 }
 

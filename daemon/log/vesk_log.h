@@ -19,8 +19,9 @@ enum eVESK_LOG_LEVEL : std::int32_t {
     VESK_LOG_DEBUG = 4,
 };
 
-// A line is written when its level is not above this one. Starts at VESK_LOG_INFO.
-extern std::int32_t m_log_level;
+// A line is written when its level is not above this one. Starts at VESK_LOG_INFO. Each program and each shared object
+// that the library is linked into has its own.
+extern std::int32_t m_log_level __attribute__((visibility("hidden")));
 
 // The results of init_logging.
 enum eVESK_LOG_RESULT : int {

@@ -238,6 +238,13 @@ public:
     // Clears the context and marks it not valid. Sends nothing. Returns VESK_OK always.
     int kmp_pri_ctxt_reset();
 
+    // The context as it was fetched last, or null without a valid one. Sends nothing, logs nothing. What it leads to is
+    // the link's own: the next fetch, reset or link_heartbeat may change it.
+    const sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT* kmp_context() const
+    {
+        return kmp_pri_ctxt_valid != 0 ? &kmp_pri_ctxt : nullptr;
+    }
+
     // Whether the session offers a feature: VESK_OK, or VESK_NOT_SUPPORTED, which is also the answer without a valid
     // context. They send nothing and log nothing.
     int lcur_lkbd_avail() const;               // local cursor and keyboard
@@ -404,7 +411,11 @@ protected:
 
 private:
     // Sends a request on its node, with the length and the timeout that the request states.
-    int send(const sVESK_REQUEST_STRUCT& request, void* record);
+    int send(const sVESK_REQUEST_STRUCT& request, void* record)
+    {
+        cVESK_DEV& dev = request.node == VESK_NODE_HCC ? hcc_dev : hdc_dev;
+        return dev.synch_ioctl(request.code, record, request.length, request.timeout_ms);
+    }
 
     // Performs an operation on an HMI variable: reads its payload into the caller's record, or writes it from there.
     // One function for each operation, so that nothing of the operation is looked up when it is performed.

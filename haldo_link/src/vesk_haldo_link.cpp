@@ -80,12 +80,6 @@ bool cVESK_HALDO_LINK::is_ready() const
     return hcc_dev.is_ready() && hdc_dev.is_ready();
 }
 
-int cVESK_HALDO_LINK::send(const sVESK_REQUEST_STRUCT& request, void* record)
-{
-    cVESK_DEV& dev = request.node == VESK_NODE_HCC ? hcc_dev : hdc_dev;
-    return dev.synch_ioctl(request.code, record, request.length, request.timeout_ms);
-}
-
 // --- Capability maps ---
 
 void cVESK_HALDO_LINK::hmi_avail_cmd_reset()
@@ -99,6 +93,8 @@ void cVESK_HALDO_LINK::hmi_avail_cmd_reset()
 static void trace_offers(const char* function, const char* map_name, const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& avail,
                          const char* const* names, std::uint32_t count)
 {
+    if (m_log_level < VESK_LOG_DEBUG)
+        return;
     VESK_LOG_AS(function, VESK_LOG_DEBUG, "%s", ASTERISKS);
     VESK_LOG_AS(function, VESK_LOG_DEBUG, "%s '0x%08X'", map_name, avail.map[0]);
     for (std::uint32_t id = 0; id < count; ++id) {

@@ -44,7 +44,7 @@ sVESK_HOSTSW_DAEMON_CONFIG_STRUCT config_with(std::int32_t level, const char* di
 
 } // namespace
 
-TEST(occupy_standard_descriptors, opens_the_null_device_in_place_of_those_that_are_closed)
+TEST(prepare_standard_streams, opens_the_null_device_in_place_of_those_that_are_closed)
 {
     struct stat null;
     ASSERT_EQ(stat("/dev/null", &null), 0);
@@ -61,7 +61,7 @@ TEST(occupy_standard_descriptors, opens_the_null_device_in_place_of_those_that_a
             }
             const int free_before = fcntl(pipe_ends[0], F_DUPFD, 3);
             close(free_before);
-            occupy_standard_descriptors();
+            prepare_standard_streams();
             int wrong = fcntl(pipe_ends[0], F_DUPFD, 0) != free_before;
             for (int fd = 0; fd <= 2; ++fd) {
                 struct stat status;

@@ -446,6 +446,40 @@ TEST(is_client_sc, is_0_before_a_context_has_been_fetched)
     EXPECT_EQ(link->is_client_sc(), 0);
 }
 
+// --- kmp_context ---
+
+TEST(kmp_context, is_what_was_fetched_last)
+{
+    host h;
+    constructed_link link(h);
+    for (int times = 0; times < 2; ++times) {
+        const bytes reply = random_bytes(CONTEXT_SIZE);
+        h.expect_ioctl(HCC, 0x7822, CONTEXT_REQUEST, reply);
+        link->kmp_pri_ctxt_get();
+        ASSERT_NE(link->kmp_context(), nullptr);
+        EXPECT_EQ(bytes_of(*link->kmp_context()), reply);
+    }
+}
+
+TEST(kmp_context, is_null_unless_it_is_valid_and_sends_and_logs_nothing)
+{
+    host h;
+    constructed_link link(h);
+    stated();
+    m_log_level = VESK_LOG_DEBUG;
+    EXPECT_EQ(link->kmp_context(), nullptr);
+    for (const std::uint32_t valid : {1u, 0u, 0x80000000u}) {
+        set_context(*link, bytes(CONTEXT_SIZE, 0xFF));
+        link->kmp_pri_ctxt_valid = valid;
+        EXPECT_EQ(link->kmp_context(), valid != 0 ? &link->kmp_pri_ctxt : nullptr);
+    }
+    link->kmp_pri_ctxt_reset();
+    EXPECT_EQ(link->kmp_context(), nullptr);
+    EXPECT_EQ(stated(), requests());
+    EXPECT_EQ(h.log(), lines());
+    m_log_level = VESK_LOG_OFF;
+}
+
 // --- kmp_driver_cfg_set ---
 
 using driver_cfg = sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT;
