@@ -310,7 +310,7 @@ def start_part():
         ours, full, bare = turns(start_time, [DAEMON, LOOP, BARE], 25)
         name = f"start {'with' if local else 'without'} su"
         row(name, ours, full, "ms", LOOP_TEXT, 1.05)
-        row(name, ours, bare, "ms", BARE_TEXT)
+        row(name, ours, bare, "ms", BARE_TEXT, 1.05)
 
 
 def calls_of_a_pass(command, count=8):
@@ -344,7 +344,7 @@ def pass_part():
         say(f"a pass {kind}, ms:")
         ours, full, bare = turns(lambda command: passes(command, 10), [DAEMON, LOOP, BARE], 5)
         row(f"a pass {kind}, pause taken off", ours, full, "ms", LOOP_TEXT, 1.05)
-        row(f"a pass {kind}, pause taken off", ours, bare, "ms", BARE_TEXT)
+        row(f"a pass {kind}, pause taken off", ours, bare, "ms", BARE_TEXT, 1.05)
         counts = []
         for command in (DAEMON, LOOP, BARE):
             configure()
