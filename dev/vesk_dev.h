@@ -54,6 +54,10 @@ private:
 #ifndef VESK_DEV_INLINE
 #define VESK_DEV_INLINE [[gnu::gnu_inline]] inline
 #endif
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wgnu-inline-cpp-without-extern" // which says that it is meant as here
+#endif
 VESK_DEV_INLINE bool cVESK_DEV::is_ready() const
 {
     VESK_LOG_D("m_initialized = %d, m_ready = %d", m_initialized, m_ready);
@@ -68,3 +72,6 @@ VESK_DEV_INLINE int cVESK_DEV::synch_ioctl(unsigned int request, void* buf, unsi
     const int rv = ioctl(fd, request, buf);
     return rv < 0 ? rejected(request, rv) : VESK_OK;
 }
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
