@@ -2,6 +2,7 @@
 
 #include <fuse3/cuse_lowlevel.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -9,7 +10,7 @@
 #include <fcntl.h>
 #include <string>
 #include <system_error>
-#include <vector>
+#include <utility>
 
 namespace
 {
@@ -40,25 +41,40 @@ void on_release(fuse_req_t request, fuse_file_info*) noexcept
     fuse_reply_err(request, 0);
 }
 
+// The kernel takes as much of a client's memory as this for one request, and no more.
+constexpr std::size_t longest_record = 128 * 1024;
+
 // The kernel asks without the record at first, and again with as much of it as the answer told it to fetch.
 void on_ioctl(fuse_req_t request, int command, void* argument, fuse_file_info*, unsigned, const void* data,
               std::size_t size, std::size_t) noexcept
 {
+    device_node& node = node_of(request);
     const auto code = static_cast<std::uint32_t>(command);
     const auto* const bytes = static_cast<const std::uint8_t*>(data);
     std::vector<std::uint8_t> record(bytes, bytes + size);
 
     const std::size_t length = cardsim::record_length(code, record);
+    if (length > longest_record) {
+        if (node.card.observer)
+            node.card.observer({node.node, code, record, record, {-ENOMEM}, false});
+        node.reply({request, -ENOMEM, {}});
+        return;
+    }
     if (size < length) {
         const iovec whole{argument, length};
         fuse_reply_ioctl_retry(request, &whole, 1, &whole, 1);
         return;
     }
-    const int result = node_of(request).card.request(node_of(request).node, code, record);
-    if (result < 0)
-        fuse_reply_err(request, -result);
+    const auto end = node.card.serve(node.node, code, record);
+    node.reply({request, end.result, std::move(record)}, end.delay_ms);
+}
+
+void send(const device_node::outcome& end)
+{
+    if (end.result < 0)
+        fuse_reply_err(end.request, -end.result);
     else
-        fuse_reply_ioctl(request, result, record.data(), record.size());
+        fuse_reply_ioctl(end.request, end.result, end.record.data(), end.record.size());
 }
 
 fuse_session* new_session(device_node& owner)
@@ -98,7 +114,32 @@ device_node::device_node(cardsim::card& served, eVESK_NODE which, const char* wh
 
 device_node::~device_node()
 {
+    send_due(clock::time_point::max());
     std::free(m_buffer.mem);
+}
+
+void device_node::reply(outcome&& end, std::uint32_t delay_ms)
+{
+    if (delay_ms == 0)
+        send(end);
+    else
+        m_delayed.emplace(clock::now() + std::chrono::milliseconds(delay_ms), std::move(end));
+}
+
+void device_node::send_due(clock::time_point now)
+{
+    while (!m_delayed.empty() && m_delayed.begin()->first <= now) {
+        send(m_delayed.begin()->second);
+        m_delayed.erase(m_delayed.begin());
+    }
+}
+
+int device_node::timeout_ms() const
+{
+    if (m_delayed.empty())
+        return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_delayed.begin()->first - clock::now());
+    return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
 }
 
 bool device_node::serve()
@@ -106,5 +147,6 @@ bool device_node::serve()
     const int size = fuse_session_receive_buf(m_session.get(), &m_buffer);
     if (size > 0)
         fuse_session_process_buf(m_session.get(), &m_buffer);
+    send_due(clock::now());
     return fuse_session_exited(m_session.get()) == 0;
 }

@@ -5,7 +5,11 @@
 
 #include <fuse3/fuse_lowlevel.h>
 
+#include <chrono>
+#include <cstdint>
+#include <map>
 #include <memory>
+#include <vector>
 
 class device_node
 {
@@ -23,15 +27,33 @@ public:
     // Readable when there is something to serve.
     int fd() const { return fuse_session_fd(m_session.get()); }
 
-    // Takes one event from the kernel, if there is one, and answers it. Returns false once the kernel has given the
-    // node up.
+    // Takes one event from the kernel, if there is one, and answers it, and gives the replies that are due. Returns
+    // false once the kernel has given the node up.
     bool serve();
+
+    // How long poll may wait for this node: until its next delayed reply is due, -1 when there is none.
+    int timeout_ms() const;
 
     cardsim::card& card;
     const eVESK_NODE node;
     const char* const path;
 
+    // How a client's ioctl ends.
+    struct outcome {
+        fuse_req_t request;
+        int result;                       // as ioctl returns it, an error as -errno
+        std::vector<std::uint8_t> record; // what the client gets unless it is an error
+    };
+
+    // Replies, now or later: the one place that ends an ioctl.
+    void reply(outcome&& end, std::uint32_t delay_ms = 0);
+
 private:
+    using clock = std::chrono::steady_clock;
+
+    void send_due(clock::time_point now);
+
     std::unique_ptr<fuse_session, void (*)(fuse_session*)> m_session;
     fuse_buf m_buffer{};
+    std::multimap<clock::time_point, outcome> m_delayed;
 };

@@ -1,19 +1,30 @@
 // haldo-cardsim: carries the simulated card to the device nodes of a real kernel.
 
 #include "card.h"
+#include "control.h"
+#include "control_socket.h"
+#include "ctl.h"
 #include "device_node.h"
 #include "options.h"
+#include "record.h"
+#include "words.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
+#include <memory>
 #include <poll.h>
+#include <span>
 #include <string>
 #include <sys/signalfd.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -24,20 +35,54 @@ enum exit_status {
     EXIT_NO_CUSE = 4,
 };
 
-int open_journal(const std::string& path)
+// A file that lines are written to, if it was asked for.
+class line_file
 {
-    const int journal = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    if (journal < 0)
-        std::fprintf(stderr, "haldo-cardsim: journal '%s': %s\n", path.c_str(), std::strerror(errno));
-    return journal;
-}
+public:
+    // option: which one it is, for messages. flags: beside those of every file.
+    line_file(const char* option, const std::string& path, int flags) : m_option(option), m_is_wanted(!path.empty())
+    {
+        if (m_is_wanted)
+            m_fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0644);
+        if (m_is_wanted && m_fd < 0)
+            std::fprintf(stderr, "haldo-cardsim: %s '%s': %s\n", option, path.c_str(), std::strerror(errno));
+    }
+    ~line_file()
+    {
+        if (m_fd >= 0)
+            close(m_fd);
+    }
+    line_file(const line_file&) = delete;
+    line_file& operator=(const line_file&) = delete;
 
-// One write a line: other programs append to the same file.
-void write_line(int journal, std::string_view text)
+    bool is_wanted() const { return m_is_wanted; }
+    bool is_good() const { return !m_is_wanted || m_fd >= 0; }
+
+    // One write a line: other programs append to the same file.
+    void write_line(std::string_view text) const
+    {
+        const std::string line = std::string(text) + "\n";
+        if (m_is_wanted && write(m_fd, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
+            std::fprintf(stderr, "haldo-cardsim: %s: %s\n", m_option, std::strerror(errno));
+    }
+
+private:
+    const char* m_option;
+    bool m_is_wanted;
+    int m_fd = -1;
+};
+
+// "2026-11-20 15:04:05.678", local time.
+std::string time_text()
 {
-    const std::string line = std::string(text) + "\n";
-    if (write(journal, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
-        std::fprintf(stderr, "haldo-cardsim: journal: %s\n", std::strerror(errno));
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm parts{};
+    localtime_r(&now.tv_sec, &parts);
+    char text[32];
+    const std::size_t length = std::strftime(text, sizeof(text), "%F %T", &parts);
+    std::snprintf(text + length, sizeof(text) - length, ".%03d", static_cast<int>(now.tv_nsec / 1000000));
+    return text;
 }
 
 // Readable once the process has been asked to end.
@@ -60,14 +105,17 @@ bool is_taken(const char* path)
     return taken;
 }
 
-exit_status serve(cardsim::card& card, int end_signals)
+exit_status serve(cardsim::card& card, control_socket& control, int end_signals)
 {
     device_node hcc(card, VESK_NODE_HCC, VESK_NODE_PATH_HCC);
     device_node hdc(card, VESK_NODE_HDC, VESK_NODE_PATH_HDC);
 
-    pollfd waiting[] = {{end_signals, POLLIN, 0}, {hcc.fd(), POLLIN, 0}, {hdc.fd(), POLLIN, 0}};
     for (;;) {
-        if (poll(waiting, std::size(waiting), -1) < 0 && errno != EINTR) {
+        std::vector<pollfd> waiting{{end_signals, POLLIN, 0}, {hcc.fd(), POLLIN, 0}, {hdc.fd(), POLLIN, 0}};
+        control.wait_for(waiting);
+        // Compared without a sign, -1 is longer than any other time.
+        const unsigned timeout_ms = std::min<unsigned>(hcc.timeout_ms(), hdc.timeout_ms());
+        if (poll(waiting.data(), waiting.size(), static_cast<int>(timeout_ms)) < 0 && errno != EINTR) {
             std::perror("haldo-cardsim: poll");
             return EXIT_FAILED;
         }
@@ -79,6 +127,18 @@ exit_status serve(cardsim::card& card, int end_signals)
                 return EXIT_FAILED;
             }
         }
+        control.serve();
+    }
+}
+
+// Where ctl finds the card, or nothing when that cannot be.
+std::unique_ptr<control_socket> open_control(const std::string& path, control_socket::command execute)
+{
+    try {
+        return std::make_unique<control_socket>(path, std::move(execute));
+    } catch (const std::system_error& error) {
+        std::fprintf(stderr, "haldo-cardsim: control socket: %s\n", error.what());
+        return nullptr;
     }
 }
 
@@ -86,22 +146,48 @@ exit_status serve(cardsim::card& card, int end_signals)
 
 int main(int argc, char** argv)
 {
+    if (argc > 1 && std::strcmp(argv[1], "ctl") == 0)
+        return run_ctl(argc - 1, argv + 1);
     const options given = parse_options(argc, argv);
 
     if (is_taken(VESK_NODE_PATH_HCC) || is_taken(VESK_NODE_PATH_HDC))
         return EXIT_FAILED;
-    const int journal = open_journal(given.journal);
-    if (journal < 0)
+    const line_file journal("journal", given.journal, O_APPEND);
+    const line_file words("words", given.words, O_APPEND);
+    const line_file record("record", given.record, O_TRUNC);
+    if (!journal.is_good() || !words.is_good() || !record.is_good())
         return EXIT_FAILED;
-    cardsim::card card(given.firmware, [journal](std::string_view line) { write_line(journal, line); });
-    if (!given.session.empty())
-        card.connect(given.session);
+
+    const cardsim::state& start = given.profile.start;
+    cardsim::card card(start.offered, [&journal](std::string_view line) { journal.write_line(line); });
+    card.kept = start.kept;
+    card.seed(given.seed);
+    for (const std::string& line : cardsim::record_start(start, given.seed))
+        record.write_line(line);
+    const auto execute = [&card, &record](std::span<const std::string> command) {
+        const std::string answer = cardsim::control(card, command);
+        if (cardsim::changes_card(command[0]))
+            record.write_line(cardsim::record_line(command));
+        return answer;
+    };
+    if (!given.profile.session.empty())
+        execute(std::vector<std::string>{"connect", given.profile.session});
     for (const auto& fault : given.faults)
-        card.order(fault.code, -fault.error);
+        execute(std::vector<std::string>{"fail", std::to_string(fault.code), std::to_string(fault.error)});
+    if (words.is_wanted() || record.is_wanted())
+        card.observer = [&words, &record](const cardsim::card::exchange& one) {
+            words.write_line(time_text() + " " + cardsim::words_of(one));
+            if (one.carried)
+                record.write_line(cardsim::record_line(one));
+        };
+
+    const auto control = open_control(given.control, execute);
+    if (!control)
+        return EXIT_FAILED;
 
     const int end_signals = open_end_signals();
     try {
-        return serve(card, end_signals);
+        return serve(card, *control, end_signals);
     } catch (const std::system_error& error) {
         std::fprintf(stderr, "haldo-cardsim: %s; load the kernel module cuse and run as root\n", error.what());
         return EXIT_NO_CUSE;

@@ -195,17 +195,57 @@ void card::release(eVESK_NODE node)
 
 int card::request(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record)
 {
+    return serve(node, code, record).result;
+}
+
+card::reply card::serve(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record)
+{
     std::vector<std::uint8_t> sent(record.begin(), record.end());
-    const int result = answer(node, code, record);
-    write_journal(request_line(node, code, sent, result));
-    if (result >= 0)
+    const reply end = answer(node, code, record);
+    write_journal(request_line(node, code, sent, end.result));
+    if (observer)
+        observer({node, code, sent, record, end});
+    if (end.result >= 0)
         m_last_records[code] = std::move(sent);
-    return result;
+    return end;
 }
 
 void card::order(std::uint32_t code, int result, unsigned nth)
 {
-    m_faults.push_back({code, nth == every ? every : m_seen[code] + nth, result});
+    m_orders.push_back({code, from_first(code, nth), effect::RESULT, result});
+}
+
+void card::order_delay(std::uint32_t code, std::uint32_t ms, unsigned nth)
+{
+    m_orders.push_back({code, from_first(code, nth), effect::DELAY, ms});
+}
+
+void card::order_random(std::uint32_t code, unsigned nth)
+{
+    m_orders.push_back({code, from_first(code, nth), effect::RANDOM, 1});
+}
+
+void card::order_nothing(std::uint32_t code)
+{
+    std::erase_if(m_orders, [code](const ordered& one) { return one.code == code; });
+}
+
+std::vector<card::ordered> card::orders() const
+{
+    std::vector<ordered> coming;
+    for (ordered one : m_orders) {
+        if (one.nth != every && one.nth <= requests(one.code))
+            continue;
+        one.nth -= one.nth != every ? requests(one.code) : 0;
+        coming.push_back(one);
+    }
+    return coming;
+}
+
+unsigned card::requests(std::uint32_t code) const
+{
+    const auto found = m_seen.find(code);
+    return found != m_seen.end() ? found->second : 0;
 }
 
 void card::connect(std::string_view ip)
@@ -269,29 +309,32 @@ const std::map<std::uint32_t, card::handler> card::handlers{
     {HDC_IOCTL_KMP_HOIP_HOST_RDY.code, &card::hoip_host_rdy},
 };
 
-int card::answer(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record)
+card::reply card::answer(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record)
 {
     const sVESK_REQUEST_STRUCT* known = find_request(code);
     if (known == nullptr || known->node != node)
-        return -ENOTTY;
+        return {-ENOTTY};
     if (record.size() != record_length(code, record))
-        return -EINVAL;
+        return {-EINVAL};
 
-    const int ordered = ordered_result(code);
-    if (ordered < 0)
-        return ordered;
+    ++m_seen[code];
+    const int ordered_result = static_cast<int>(order_in_effect(code, effect::RESULT));
+    const auto delay_ms = static_cast<std::uint32_t>(order_in_effect(code, effect::DELAY));
+    if (ordered_result < 0)
+        return {ordered_result, delay_ms};
     const int result = (this->*handlers.at(code))(record);
-    return result == 0 ? ordered : result;
+    if (result == 0 && order_in_effect(code, effect::RANDOM) != 0)
+        std::ranges::generate(record, [this] { return static_cast<std::uint8_t>(m_random()); });
+    return {result == 0 ? ordered_result : result, delay_ms};
 }
 
-int card::ordered_result(std::uint32_t code)
+std::int64_t card::order_in_effect(std::uint32_t code, effect what) const
 {
-    const unsigned number = ++m_seen[code];
-    int result = 0;
-    for (const fault& one : m_faults)
-        if (one.code == code && (one.nth == every || one.nth == number))
-            result = one.result;
-    return result;
+    std::int64_t value = 0;
+    for (const ordered& one : m_orders)
+        if (one.code == code && one.what == what && (one.nth == every || one.nth == requests(code)))
+            value = one.value;
+    return value;
 }
 
 void card::write_journal(std::string_view line) const

@@ -13,6 +13,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <random>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -153,6 +154,24 @@ public:
 
     explicit card(const settings& offers = {}, journal to = {});
 
+    // How a request ends.
+    struct reply {
+        int result;
+        std::uint32_t delay_ms = 0; // by order: the client gets its reply this much later
+    };
+
+    // A request as it came, and how it ended.
+    struct exchange {
+        eVESK_NODE node;
+        std::uint32_t code;
+        std::span<const std::uint8_t> sent;
+        std::span<const std::uint8_t> answered; // as long as what was sent
+        reply end;
+        bool carried = true; // false: the carrier refused it, and sent is what it had of the record
+    };
+    // Is told of every request, behind its line of the journal.
+    std::function<void(const exchange&)> observer;
+
     // A client opened a node, or closed it for good. Both only enter the journal.
     void open(eVESK_NODE node);
     void release(eVESK_NODE node);
@@ -166,12 +185,38 @@ public:
     // shape.
     int request(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record);
 
+    // The same with all that a carrier needs to reply.
+    reply serve(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record);
+
     // Orders a fault: the nth request of this code from now on, 1 being the next, or every one, ends with this result.
     // A negative errno fails it before it does anything; a positive value is returned when it succeeds; 0 takes an
     // earlier order back. Where two orders meet the later one counts. Requests with a wrong node or length do not
     // count.
     static constexpr unsigned every = 0;
     void order(std::uint32_t code, int result, unsigned nth = every);
+
+    // The same for a delay of the reply, of which 0 takes an earlier one back; and for a reply whose record, if the
+    // request succeeds, is random bytes, drawn from the seed on.
+    void order_delay(std::uint32_t code, std::uint32_t ms, unsigned nth = every);
+    void order_random(std::uint32_t code, unsigned nth = every);
+    void seed(std::uint32_t value) { m_random.seed(value); }
+
+    // Takes every order for this code back.
+    void order_nothing(std::uint32_t code);
+
+    // The orders that may still come into effect, nth counted from now on.
+    enum class effect {
+        RESULT,
+        DELAY,
+        RANDOM,
+    };
+    struct ordered {
+        std::uint32_t code;
+        unsigned nth;
+        effect what;
+        std::int64_t value; // of a RESULT or a DELAY
+    };
+    std::vector<ordered> orders() const;
 
     // What the requests 0x7801 and 0x7822, and 0x7802 and 0x7803 for variable 0, answer, and what the others are
     // refused by. May be changed at any time.
@@ -192,6 +237,9 @@ public:
     void connect(std::string_view ip);
     void disconnect();
 
+    // How many requests of this code there were, but for those with a wrong node or length.
+    unsigned requests(std::uint32_t code) const;
+
     // Whether 0x7821 has opened the channel to the firmware, and 0x7900 the path through it.
     bool channel_open() const { return m_channel_open; }
     bool path_open() const { return m_path_open; }
@@ -203,17 +251,13 @@ public:
     std::span<const std::uint8_t> last_record(std::uint32_t code) const;
 
 private:
-    struct fault {
-        std::uint32_t code;
-        unsigned nth; // counted from the card's first request of this code; or every
-        int result;
-    };
     using handler = int (card::*)(std::span<std::uint8_t> record);
 
     static const std::map<std::uint32_t, handler> handlers;
 
-    int answer(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record);
-    int ordered_result(std::uint32_t code);
+    reply answer(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record);
+    unsigned from_first(std::uint32_t code, unsigned nth) const { return nth == every ? every : requests(code) + nth; }
+    std::int64_t order_in_effect(std::uint32_t code, effect what) const;
     void write_journal(std::string_view line) const;
     int keep_preference(std::span<const std::uint8_t> record, eVESK_HALDO_IMG_MSG message, std::uint32_t* preference);
 
@@ -260,7 +304,8 @@ private:
     int hoip_host_rdy(std::span<std::uint8_t> record);
 
     journal m_journal;
-    std::vector<fault> m_faults;
+    std::vector<ordered> m_orders; // nth counted from the card's first request of the code
+    std::mt19937 m_random;
     std::map<std::uint32_t, unsigned> m_seen;
     std::map<std::uint32_t, std::vector<std::uint8_t>> m_last_records;
     bool m_channel_open = false;

@@ -43,6 +43,13 @@ private:
     std::size_t m_length;
 };
 
+bool keeps_cache(const sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT& context)
+{
+    return context.cur_shape_caches_supported != 0 && context.cur_shape_cache_size_supported != 0;
+}
+
+} // namespace
+
 const char* name_of(picture_kind kind)
 {
     switch (kind) {
@@ -55,13 +62,6 @@ const char* name_of(picture_kind kind)
     }
     return "?";
 }
-
-bool keeps_cache(const sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT& context)
-{
-    return context.cur_shape_caches_supported != 0 && context.cur_shape_cache_size_supported != 0;
-}
-
-} // namespace
 
 std::ostream& operator<<(std::ostream& to, const picture& shape)
 {

@@ -20,6 +20,9 @@ enum class picture_kind {
     ALPHA,      // one plane of 32 bits
 };
 
+// Its name as above.
+const char* name_of(picture_kind kind);
+
 struct pixel {
     bool and_bit = false;    // false where no AND plane came
     std::uint32_t value = 0; // as it came: 0 or 1 of a MONOCHROME picture, otherwise the 4 bytes, the first one lowest

@@ -15,16 +15,18 @@ namespace
 constexpr std::size_t word = 4;
 constexpr std::size_t shortest_tail = 16;
 
-const char* node_name(eVESK_NODE node)
-{
-    return node == VESK_NODE_HCC ? "HCC" : "HDC";
-}
-
 template <class Number> std::string formatted(const char* format, Number number)
 {
     char text[16];
     std::snprintf(text, sizeof(text), format, number);
     return text;
+}
+
+} // namespace
+
+const char* node_name(eVESK_NODE node)
+{
+    return node == VESK_NODE_HCC ? "HCC" : "HDC";
 }
 
 std::string bytes_text(std::span<const std::uint8_t> record)
@@ -47,8 +49,6 @@ std::string result_text(int result)
     const char* error = result < 0 ? strerrorname_np(-result) : nullptr;
     return error != nullptr ? error : std::to_string(result);
 }
-
-} // namespace
 
 std::string event_line(eVESK_NODE node, std::string_view event)
 {

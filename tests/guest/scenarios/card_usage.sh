@@ -12,7 +12,6 @@ Try 'haldo-cardsim --help'.
 END
 }
 
-refused '--journal FILE is missing'
 refused "'--journal' needs a value" --journal
 refused "'--jurnal' is not an option" --jurnal "$journal"
 refused "'more' is one word too many" --journal "$journal" more
@@ -31,8 +30,21 @@ refused "--context: '4294967296' is not a number of 32 bits" --context cur_shape
 long=$(printf '%036d' 0)
 refused "--session: '$long' has no length between 1 and 35" --session "$long"
 
+refused "--profile: 'fuller' is not a profile; a file's name has a '/'" --profile fuller
+refused "--profile: './fuller' cannot be read" --profile ./fuller
+refused "--seed: 'x' is not a number of 32 bits" --seed x
+
 haldo-cardsim --help >"$output"
-wait_line "$output" 'Usage: haldo-cardsim --journal FILE *'
+wait_line "$output" 'Usage: haldo-cardsim \[OPTION\]...'
+
+# The manual has every option and command, and no other.
+manual=/opt/haldo/checkout/man/haldo-cardsim.1
+expect_equal "$(sed -n 's/^  --\([a-z-]*\).*/\1/p' "$output" | sort)" \
+    "$(sed -n 's/^\.BI\{0,1\} \\-\\-\([a-z\\-]*\).*/\1/p' $manual | sed 's,\\-,-,g' | sort)"
+haldo-cardsim ctl --help >"$output"
+expect_equal "$(sed -n 's/^  \([a-z]*\) .*/\1/p' "$output" | sort)" \
+    "$(sed -n '/^\.SH COMMANDS/,/^\.SH PROFILES/s/^\.BI\{0,1\} \([a-z]*\).*/\1/p' $manual | sort)"
+wait_line "$output" '  connect *'
 
 # A second card finds the nodes taken, and does not disturb the first.
 start_card

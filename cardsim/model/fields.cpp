@@ -1,0 +1,398 @@
+#include "fields.h"
+
+#include "bytes.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <charconv>
+#include <cstdio>
+#include <stdexcept>
+
+namespace cardsim
+{
+
+namespace
+{
+
+#define AT(record, member) offsetof(record, member), sizeof(static_cast<record*>(nullptr)->member)
+
+// clang-format off
+#define CONTEXT(name) {"context." #name, AT(state, offered.kmp_context.name)}
+#define EACH_DISPLAY(name, member, how) \
+    {name ".1", AT(state, member[0]), how}, {name ".2", AT(state, member[1]), how}, \
+    {name ".3", AT(state, member[2]), how}, {name ".4", AT(state, member[3]), how}
+#define MONITOR(number, index) \
+    {"monitor." number ".vid", AT(state, kept.cached_topology.monitor[index].vid), form::TEXT}, \
+    {"monitor." number ".pid", AT(state, kept.cached_topology.monitor[index].pid), form::TEXT}, \
+    {"monitor." number ".serial", AT(state, kept.cached_topology.monitor[index].serial), form::TEXT}, \
+    {"monitor." number ".name", AT(state, kept.cached_topology.monitor[index].name), form::TEXT}
+constexpr field state_table[] = {
+    {"commands", AT(state, offered.commands), form::COMMANDS},
+    {"readable", AT(state, offered.readable), form::VARIABLES},
+    {"writable", AT(state, offered.writable), form::VARIABLES},
+    CONTEXT(request), CONTEXT(pri_num), CONTEXT(kmp_supported), CONTEXT(kmp_enabled), CONTEXT(encodings_supported),
+    CONTEXT(haldo_kmp_1_supported), CONTEXT(cur_shape_caches_supported), CONTEXT(cur_shape_cache_size_supported),
+    CONTEXT(cur_shape_caches), CONTEXT(cur_shape_cache_size), CONTEXT(cur_shape_bmp_supported),
+    CONTEXT(cur_shape_bmp_alpha), CONTEXT(cur_shape_bmp_color), CONTEXT(cur_shape_max_size_supported),
+    CONTEXT(cur_shape_max_size_x), CONTEXT(cur_shape_max_size_y), CONTEXT(kbd_client_auto_repeat_supported),
+    CONTEXT(kbd_client_auto_repeat_enable), CONTEXT(cur_shape_fadeout_supported), CONTEXT(cur_shape_fadeout_enable),
+    CONTEXT(cur_speed_update_supported), CONTEXT(cur_speed_update_enable), CONTEXT(usb_supported), CONTEXT(usb_enable),
+    CONTEXT(relative_mouse_supported), CONTEXT(relative_mouse_enable), CONTEXT(host_hid_driver_update_supported),
+    CONTEXT(host_hid_driver_update_enable), CONTEXT(hoip_supported), CONTEXT(hoip_enable),
+    {"session.flags", AT(state, kept.sess_link.flags)},
+    {"session.transitions", AT(state, kept.sess_link.trans_cnt)},
+    {"session.ip", AT(state, kept.sess_link.ip), form::TEXT},
+    {"tag.flags", AT(state, kept.sess_tag.flags)},
+    {"tag.text", AT(state, kept.sess_tag.tag), form::TEXT},
+    {"link_info", AT(state, kept.link_info), form::WORDS},
+    {"addresses", AT(state, kept.ipv4_cfg), form::WORDS},
+    {"port", AT(state, kept.conn_port)},
+    {"statistics", AT(state, kept.sess_stat), form::WORDS},
+    {"wol.flags", AT(state, kept.wol_cfg.flags)},
+    {"wol.mac", AT(state, kept.wol_cfg.mac), form::TEXT},
+    {"wol.ip", AT(state, kept.wol_cfg.ip), form::TEXT},
+    {"disconnect_reason", AT(state, kept.disconnect_reason)},
+    {"unicode", AT(state, kept.unicode)},
+    {"host_state", AT(state, kept.host_sess_state), form::SIGNED},
+    {"local_info", AT(state, kept.local_info)},
+    {"imaging.preference", AT(state, kept.img_preference)},
+    {"imaging.cached_preference", AT(state, kept.img_cached_preference)},
+    {"imaging.requested_quality", AT(state, kept.img_requested.qual)},
+    {"imaging.requested_b2l", AT(state, kept.img_requested.b2l)},
+    EACH_DISPLAY("display", kept.topology.disp, form::DISPLAY),
+    EACH_DISPLAY("async_display", kept.async_topology.topo.disp, form::DISPLAY),
+    {"async_value", AT(state, kept.async_topology.value)},
+    EACH_DISPLAY("cached_display", kept.cached_topology.topo.disp, form::DISPLAY),
+    EACH_DISPLAY("rate", kept.cached_topology.rate, form::NUMBER),
+    {"primary", AT(state, kept.cached_topology.primary)},
+    MONITOR("1", 0), MONITOR("2", 1), MONITOR("3", 2), MONITOR("4", 3),
+    {"driver.feature_enable", AT(state, kept.feature_enable)},
+    {"driver.feature_status", AT(state, kept.feature_status)},
+    {"driver.last_status", AT(state, kept.last_status), form::WORDS},
+    {"driver.idle_hide", AT(state, kept.idle_hide)},
+    {"driver.cursor_speed", AT(state, kept.cursor_speed)},
+    {"driver.kbd_interval", AT(state, kept.kbd_interval)},
+    {"driver.kbd_delay", AT(state, kept.kbd_delay)},
+    {"driver.new_tablet_requests", AT(state, kept.new_tablet_requests)},
+    {"driver.host_ready_requests", AT(state, kept.host_ready_requests)},
+    {"pointer.x", AT(state, kept.pointer_x)},
+    {"pointer.y", AT(state, kept.pointer_y)},
+    {"pointer.visible", AT(state, kept.pointer_visible), form::FLAG},
+    {"pointer.position_time_stamp", AT(state, kept.position_time_stamp)},
+    {"pointer.visibility_time_stamp", AT(state, kept.visibility_time_stamp)},
+};
+// clang-format on
+
+constexpr std::string_view command_names[] = {"avail_cmd", "var_get", "var_set"};
+constexpr std::string_view variable_names[] = {
+    "avail_var", "link_info", "ipv4_cfg",  "sess_link", "sess_tag",    "conn_port", "sess_stat",
+    "variable7", "wol_cfg",   "sess_disc", "sess_tag2", "cached_topo", "unicode",   "img_user_ext_cfg",
+};
+static_assert(std::size(command_names) == HMI_CMD_COUNT && std::size(variable_names) == HMI_VAR_COUNT);
+
+std::span<const std::string_view> names_of(form how)
+{
+    return how == form::COMMANDS ? std::span<const std::string_view>(command_names) : variable_names;
+}
+
+// A bit without a name goes by its number.
+std::string bit_name(form how, std::size_t bit)
+{
+    const auto names = names_of(how);
+    return bit < names.size() ? std::string(names[bit]) : "bit" + std::to_string(bit);
+}
+
+std::vector<std::string> split(std::string_view text)
+{
+    std::vector<std::string> words;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(' '), text.size());
+        if (end != 0)
+            words.emplace_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return words;
+}
+
+std::string joined(const json& array)
+{
+    std::string text;
+    for (const json& one : array)
+        text += (text.empty() ? "" : " ") + (one.is_string() ? one.get<std::string>() : one.dump());
+    return text;
+}
+
+[[noreturn]] void refuse(std::string_view word, const std::string& what)
+{
+    throw std::invalid_argument(in_quotes(word) + " is not " + what);
+}
+
+std::uint32_t number_of_bits(std::size_t bits, std::string_view text)
+{
+    const auto number = parse_number(text);
+    if (!number || std::uint64_t{*number} >> bits != 0)
+        refuse(text, "a number of " + std::to_string(bits) + " bits");
+    return *number;
+}
+
+std::uint32_t word_of(std::string_view text)
+{
+    in_addr address{};
+    if (inet_pton(AF_INET, std::string(text).c_str(), &address) == 1)
+        return ntohl(address.s_addr);
+    const auto number = parse_number(text);
+    if (!number)
+        refuse(text, "a number of 32 bits or an IPv4 address");
+    return *number;
+}
+
+std::uint32_t signed_number(std::string_view text)
+{
+    std::int32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size())
+        refuse(text, "a signed number of 32 bits");
+    return static_cast<std::uint32_t>(number);
+}
+
+std::vector<std::uint8_t> map_bytes(form how, std::size_t size, std::string_view text)
+{
+    sVESK_HALDO_HCC_HMI_AVAIL_STRUCT map{};
+    const auto names = names_of(how);
+    if (text == "all") {
+        map.map[0] = (1U << names.size()) - 1;
+    } else if (!text.empty() && text[0] >= '0' && text[0] <= '9') {
+        map.map[0] = number_of_bits(32, text);
+    } else if (text != "none") {
+        for (const std::string& word : split(text)) {
+            std::size_t bit = 0;
+            while (bit < 256 && bit_name(how, bit) != word)
+                ++bit;
+            if (bit == 256)
+                refuse(word, how == form::COMMANDS ? "a command" : "a variable");
+            map.map[bit / 32] |= 1U << (bit % 32);
+        }
+    }
+    std::vector<std::uint8_t> bytes(size);
+    write(bytes, map);
+    return bytes;
+}
+
+std::string display_text(const sVESK_HALDO_DISPLAY_STRUCT& display)
+{
+    if (display.width == 0 && display.height == 0 && display.pos_x == 0 && display.pos_y == 0 && display.rotation == 0)
+        return "none";
+    char text[80];
+    std::snprintf(text, sizeof(text), "%ux%u%+d%+d", display.width, display.height, display.pos_x, display.pos_y);
+    return std::string(text) + (display.rotation != 0 ? "/" + std::to_string(display.rotation) : "");
+}
+
+sVESK_HALDO_DISPLAY_STRUCT display_of(std::string_view text)
+{
+    sVESK_HALDO_DISPLAY_STRUCT display{};
+    if (text == "none")
+        return display;
+    unsigned rotation = 0;
+    long long x = 0;
+    long long y = 0;
+    int length = 0;
+    const std::string whole(text);
+    // What a field cannot keep is not written again as it was read.
+    if (std::sscanf(whole.c_str(), "%5hux%5hu%12lld%12lld%n/%9u%n", &display.width, &display.height, &x, &y, &length,
+                    &rotation, &length) < 4)
+        length = 0;
+    display.pos_x = static_cast<std::int32_t>(x);
+    display.pos_y = static_cast<std::int32_t>(y);
+    display.rotation = rotation;
+    const bool is_whole = length != 0 && static_cast<std::size_t>(length) == whole.size();
+    if (!is_whole || display_text(display) != text)
+        refuse(text, "a display, WIDTHxHEIGHT+X+Y[/ROTATION] or none");
+    return display;
+}
+
+const field& find_key(std::string_view key)
+{
+    const auto* const found = std::ranges::find(state_table, key, &field::name);
+    if (found == std::end(state_table))
+        refuse(key, "a key");
+    return *found;
+}
+
+template <class Record> auto bytes_of(Record& record)
+{
+    using byte = std::conditional_t<std::is_const_v<Record>, const std::uint8_t, std::uint8_t>;
+    return std::span<byte>(reinterpret_cast<byte*>(&record), sizeof(record));
+}
+
+} // namespace
+
+std::string variable_name(std::uint32_t id)
+{
+    return bit_name(form::VARIABLES, id);
+}
+
+std::string in_quotes(std::string_view word)
+{
+    return "'" + std::string(word) + "'";
+}
+
+std::string_view trimmed(std::string_view text)
+{
+    const std::size_t begin = text.find_first_not_of(" \t\r");
+    const std::size_t end = text.find_last_not_of(" \t\r");
+    return begin == std::string_view::npos ? std::string_view() : text.substr(begin, end - begin + 1);
+}
+
+std::optional<std::uint32_t> parse_number(std::string_view text)
+{
+    const bool is_hex = text.starts_with("0x") || text.starts_with("0X");
+    text.remove_prefix(is_hex ? 2 : 0);
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, is_hex ? 16 : 10);
+    if (error != std::errc() || end != text.data() + text.size())
+        return std::nullopt;
+    return number;
+}
+
+json value_of(const field& of, std::span<const std::uint8_t> record)
+{
+    const auto bytes = record.subspan(of.offset, of.size);
+    std::uint32_t number = 0;
+    std::memcpy(&number, bytes.data(), std::min(bytes.size(), sizeof(number)));
+    switch (of.how) {
+    case form::SIGNED:
+        return static_cast<std::int32_t>(number);
+    case form::FLAG:
+        return number != 0;
+    case form::TEXT: {
+        const auto* const text = reinterpret_cast<const char*>(bytes.data());
+        return std::string(text, strnlen(text, bytes.size()));
+    }
+    case form::WORDS: {
+        json words = json::array();
+        for (std::size_t i = 0; i < bytes.size(); i += sizeof(number))
+            words.push_back(read<std::uint32_t>(bytes.subspan(i)));
+        return words;
+    }
+    case form::DISPLAY:
+        return display_text(read<sVESK_HALDO_DISPLAY_STRUCT>(bytes));
+    case form::COMMANDS:
+    case form::VARIABLES: {
+        json names = json::array();
+        for (std::size_t bit = 0; bit < bytes.size() * 8; ++bit)
+            if ((bytes[bit / 8] >> (bit % 8) & 1) != 0)
+                names.push_back(bit_name(of.how, bit));
+        return names;
+    }
+    default:
+        return number;
+    }
+}
+
+std::string text_of(const field& of, std::span<const std::uint8_t> record)
+{
+    const json value = value_of(of, record);
+    if (value.is_array())
+        return value.empty() ? "none" : joined(value);
+    if (value.is_boolean())
+        return value.get<bool>() ? "1" : "0";
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+void set_field(const field& of, std::span<std::uint8_t> record, std::string_view text)
+{
+    std::vector<std::uint8_t> bytes(of.size);
+    const auto put = [&bytes](std::uint32_t number, std::size_t at = 0) {
+        std::memcpy(bytes.data() + at, &number, std::min(bytes.size() - at, sizeof(number)));
+    };
+    switch (of.how) {
+    case form::NUMBER:
+        put(number_of_bits(of.size * 8, text));
+        break;
+    case form::SIGNED:
+        put(signed_number(text));
+        break;
+    case form::FLAG:
+        put(number_of_bits(1, text));
+        break;
+    case form::TEXT:
+        if (text.size() > of.size)
+            throw std::invalid_argument(in_quotes(text) + " is longer than " + std::to_string(of.size) + " characters");
+        text.copy(reinterpret_cast<char*>(bytes.data()), text.size());
+        break;
+    case form::WORDS: {
+        const auto words = split(text);
+        if (words.size() * sizeof(std::uint32_t) > of.size)
+            throw std::invalid_argument(in_quotes(words[of.size / sizeof(std::uint32_t)]) + " is one word too many");
+        for (std::size_t i = 0; i < words.size(); ++i)
+            put(word_of(words[i]), i * sizeof(std::uint32_t));
+        break;
+    }
+    case form::DISPLAY:
+        write(bytes, display_of(text));
+        break;
+    case form::COMMANDS:
+    case form::VARIABLES:
+        bytes = map_bytes(of.how, of.size, text);
+        break;
+    }
+    std::ranges::copy(bytes, record.subspan(of.offset).begin());
+}
+
+std::vector<std::string> state_keys()
+{
+    std::vector<std::string> keys;
+    for (const field& one : state_table)
+        keys.emplace_back(one.name);
+    return keys;
+}
+
+std::vector<field> state_fields(std::size_t begin, std::size_t size)
+{
+    std::vector<field> within;
+    for (field one : state_table) {
+        if (one.offset < begin || one.offset + one.size > begin + size)
+            continue;
+        one.offset -= begin;
+        within.push_back(one);
+    }
+    return within;
+}
+
+std::string state_text(const state& of, std::string_view key)
+{
+    return text_of(find_key(key), bytes_of(of));
+}
+
+json state_json(const state& of)
+{
+    json all;
+    for (const field& one : state_table) {
+        std::string path = "/" + std::string(one.name);
+        std::ranges::replace(path, '.', '/');
+        json* at = &all;
+        for (std::size_t begin = 1; begin <= path.size();) { // a pointer would take numbers for an array's
+            const std::size_t end = std::min(path.find('/', begin), path.size());
+            at = &(*at)[path.substr(begin, end - begin)];
+            begin = end + 1;
+        }
+        *at = value_of(one, bytes_of(of));
+    }
+    return all;
+}
+
+void set_state(state& of, std::string_view key, std::string_view text)
+{
+    set_field(find_key(key), bytes_of(of), text);
+}
+
+void assign_state(state& of, std::string_view assignment, std::string_view prefix)
+{
+    const std::size_t equals = assignment.find('=');
+    if (equals == std::string_view::npos)
+        refuse(trimmed(assignment), "KEY=VALUE");
+    set_state(of, std::string(prefix).append(trimmed(assignment.substr(0, equals))),
+              trimmed(assignment.substr(equals + 1)));
+}
+
+} // namespace cardsim

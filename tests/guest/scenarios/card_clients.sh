@@ -1,0 +1,37 @@
+# The simulated card serves clients at once: the daemon's link stays as it is while others come, ask and go.
+configure
+start_card
+chmod 666 "${nodes[@]}"
+start_daemon
+expect_events <<<"$link_constructed"
+wait_event 'agent root *'
+times() { grep -cx "$1" "$journal" || true; }
+
+# One of three waits for the reply to its first request; the other two come, get all of theirs, and go.
+haldo-cardsim ctl delay HMI_AVAIL_CMD 3600000 1
+clients=()
+su alice -c "/opt/haldo/bin/guest-link imaging" >"$here/late" &
+late=$!
+wait_event 'HCC 0x7801 *'
+for client in 1 2; do
+    su alice -c "/opt/haldo/bin/guest-link imaging" >"$here/client$client" &
+    clients+=($!)
+done
+wait "${clients[@]}"
+expect_equal "$(dateless "$here/client1")" "$(dateless "$here/client2")"
+[ -s "$here/client1" ]
+expect_present /proc/"$late"
+expect_equal 4 "$(times 'HDC open')"
+two_are_closed() { [ "$(times 'HDC release')" = 2 ]; }
+wait_until two_are_closed
+
+# The daemon ends its own link in order meanwhile.
+interrupt INT
+wait_event 'HDC 0x7911 *'
+wait_event 'HDC 0x7901 *'
+expect_present /proc/"$late"
+
+# The late one's reply comes when the card ends.
+kill %1
+wait %1 "$late"
+expect_absent "${nodes[@]}"

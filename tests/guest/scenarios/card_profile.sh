@@ -1,0 +1,39 @@
+# The simulated card takes what it offers and holds from a profile, shipped or a file, and from other options after it.
+start_card --session 192.0.2.99 --context hoip_enable=0 --profile client-sc
+chmod 666 "${nodes[@]}"
+su alice -c "/opt/haldo/bin/guest-link kmp" >"$output"
+wait_line "$output" 'is_client_sc 1'
+wait_line "$output" 'hoip_avail -511'
+su alice -c "/opt/haldo/bin/guest-link session" >"$output"
+wait_line "$output" '*192.0.2.99*'
+kill %1
+wait %1
+expect_absent "${nodes[@]}"
+
+cat >"$here/own.profile" <<'END'
+# a card of our own
+readable = sess_stat conn_port
+context.cur_shape_fadeout_enable = 7
+port = 4711
+END
+start_card --profile "$here/own.profile"
+chmod 666 "${nodes[@]}"
+su alice -c "/opt/haldo/bin/guest-link offers" >"$output"
+wait_line "$output" 'sess_stat_get_avail 0'
+wait_line "$output" 'link_info_get_avail -511'
+su alice -c "/opt/haldo/bin/guest-link kmp" >"$output"
+wait_line "$output" 'is_client_sc 0'
+su alice -c "/opt/haldo/bin/guest-link network" >"$output"
+wait_line "$output" '*4711*'
+kill %1
+wait %1
+
+# A profile that is wrong is refused like any other word.
+echo 'port = all' >"$here/own.profile"
+result=0
+haldo-cardsim --profile "$here/own.profile" >"$output" 2>&1 || result=$?
+expect_equal 2 "$result"
+expect_file "$output" <<END
+haldo-cardsim: --profile: $here/own.profile:1: 'all' is not a number of 32 bits
+Try 'haldo-cardsim --help'.
+END
