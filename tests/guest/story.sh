@@ -41,7 +41,7 @@ until_line() {
 agent_ends() { echo "$*" >$here/agent; }
 
 say "A card is plugged in (a simulated one, behind two real device nodes):"
-haldo-cardsim --journal $here/card | sed 's/^/    /' &
+haldo-cardsim --profile full --journal $here/card | sed 's/^/    /' &
 for _ in $(seq 100); do
     [ -c /dev/haldo_host0 ] && [ -c /dev/haldo_host1 ] && break
     sleep 0.1
@@ -87,6 +87,15 @@ say "The administrator adds HostSWOptions=-verbose to the configuration. No rest
 echo 'HostSWOptions=-verbose' >>/etc/haldohostswd.conf
 agent_ends exit 0
 until_line 'Executing'
+
+say "Beside the daemon, haldoctl talks to the card. A client connects, and gets an arrow for a cursor:"
+haldo-cardsim ctl connect 192.0.2.77
+haldoctl session show | sed 's/^/    /'
+haldoctl status | sed 's/^/    /'
+haldoctl cursor shape "$(dirname "${BASH_SOURCE[0]}")/../../docs/arrow.png" | sed 's/^/    /'
+haldoctl cursor show | sed 's/^/    /'
+haldoctl cursor move 960 540 | sed 's/^/    /'
+haldo-cardsim ctl render /out/client.png
 
 say "alice logs out. The agent serves the login screen as root again:"
 guest-utmp logout :0

@@ -1,0 +1,47 @@
+// imaging: the user's imaging preference, and what the client requested.
+#include "commands.h"
+
+namespace haldoctl
+{
+
+namespace
+{
+
+constexpr int PREFERENCE_MAX = 100;
+
+json show(context& given)
+{
+    sVESK_HALDO_LINK_IMG_USER_CFG_STRUCT cfg{};
+    given.require(given.link().img_user_cfg_req_get(&cfg), "the imaging preference");
+    return {{"qual", cfg.qual}, {"b2l", cfg.b2l}};
+}
+
+json set(context& given, unsigned int preference)
+{
+    given.require(given.link().img_user_cfg_set(preference), "to set the imaging preference");
+    return {{"preference", preference}};
+}
+
+json cache(context& given, unsigned int preference)
+{
+    given.require(given.link().img_user_cfg_cache_set(preference), "to set the cached imaging preference");
+    return {{"cached_preference", preference}};
+}
+
+} // namespace
+
+void add_imaging(command_line& line)
+{
+    CLI::App& imaging = line.add_group(line.root(), "imaging", "The user's imaging preference");
+    line.add(imaging, "show", "What the client requested", show);
+    auto preference = std::make_shared<unsigned int>();
+    for (CLI::App* const setting : {line.add(imaging, "set", "Set it for the running session",
+                                             [=](context& given) { return set(given, *preference); }),
+                                    line.add(imaging, "cache", "Set it for sessions to come",
+                                             [=](context& given) { return cache(given, *preference); })})
+        setting->add_option("PREFERENCE", *preference, "The preference")
+            ->required()
+            ->transform(number(0, PREFERENCE_MAX));
+}
+
+} // namespace haldoctl

@@ -1,0 +1,178 @@
+// kmp, keyboard, tablet: the path of keyboard, mouse and pointer, what was agreed on for it, and the driver's part.
+#include "commands.h"
+
+#include <csignal>
+
+namespace haldoctl
+{
+
+namespace
+{
+
+void wait_until_interrupted()
+{
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGINT);
+    sigaddset(&ending, SIGTERM);
+    sigprocmask(SIG_BLOCK, &ending, nullptr);
+    int signal = 0;
+    sigwait(&ending, &signal);
+}
+
+// The driver closes a path whose node is closed, so that one which is to stay open is held.
+json open(context& given, bool holds)
+{
+    cVESK_HALDO_LINK& link = given.link();
+    link.start();
+    given.require(link.hdc_open(), "to open the KMP path");
+    if (holds) {
+        given.progress({{"open", true}});
+        wait_until_interrupted();
+        link.stop();
+        given.text = "";
+    }
+    return {{"open", !holds}};
+}
+
+json close(context& given)
+{
+    given.require(given.link().hdc_close(), "to close the KMP path");
+    return {{"open", false}};
+}
+
+json show_context(context& given)
+{
+    const sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT& agreed = *given.kmp_link().kmp_context();
+#define FIELD(name)                                                                                                    \
+    {                                                                                                                  \
+#name, agreed.name                                                                                             \
+    }
+    return {FIELD(request),
+            FIELD(pri_num),
+            FIELD(kmp_supported),
+            FIELD(kmp_enabled),
+            FIELD(encodings_supported),
+            FIELD(haldo_kmp_1_supported),
+            FIELD(cur_shape_caches_supported),
+            FIELD(cur_shape_cache_size_supported),
+            FIELD(cur_shape_caches),
+            FIELD(cur_shape_cache_size),
+            FIELD(cur_shape_bmp_supported),
+            FIELD(cur_shape_bmp_alpha),
+            FIELD(cur_shape_bmp_color),
+            FIELD(cur_shape_max_size_supported),
+            FIELD(cur_shape_max_size_x),
+            FIELD(cur_shape_max_size_y),
+            FIELD(kbd_client_auto_repeat_supported),
+            FIELD(kbd_client_auto_repeat_enable),
+            FIELD(cur_shape_fadeout_supported),
+            FIELD(cur_shape_fadeout_enable),
+            FIELD(cur_speed_update_supported),
+            FIELD(cur_speed_update_enable),
+            FIELD(usb_supported),
+            FIELD(usb_enable),
+            FIELD(relative_mouse_supported),
+            FIELD(relative_mouse_enable),
+            FIELD(host_hid_driver_update_supported),
+            FIELD(host_hid_driver_update_enable),
+            FIELD(hoip_supported),
+            FIELD(hoip_enable)};
+#undef FIELD
+}
+
+json show_status(context& given)
+{
+    unsigned int feature = 0, status = 0, count = 0, hid_devices = 0, tablet_activate_ack = 0;
+    given.require(given.link().lcur_lkbd_dev_feat_stat_get(&feature), "the status of local cursor and keyboard");
+    given.require(given.link().lcur_lkbd_last_stat_get(&status, &count, &hid_devices, &tablet_activate_ack),
+                  "the driver's last status");
+    return {{"feature_status", feature},
+            {"last_status",
+             {{"status", status},
+              {"count", count},
+              {"hoip_hid_devices", hid_devices},
+              {"hoip_tablet_activate_ack", tablet_activate_ack}}}};
+}
+
+using choices = std::vector<std::string>; // their settings are 0 and 1
+
+json set_driver_mode(context& given, std::uint32_t type, const std::string& name, const choices& words,
+                     const std::string& word)
+{
+    sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT cfg{type, word == words[1] ? 1 : 0};
+    given.require(given.link().kmp_driver_cfg_set(&cfg), "to configure the driver");
+    return {{name, word}};
+}
+
+void add_driver_mode(command_line& line, CLI::App& group, const std::string& name, const std::string& description,
+                     eVESK_HALDO_HDC_KMP_DRIVER_CFG_TYPE type, const choices& words)
+{
+    auto word = std::make_shared<std::string>();
+    line.add(group, name, description, [=](context& given) { return set_driver_mode(given, type, name, words, *word); })
+        ->add_option("MODE", *word)
+        ->required()
+        ->check(CLI::IsMember(words));
+}
+
+json repeat_get(context& given)
+{
+    unsigned short delay = 0, interval = 0;
+    given.require(given.kmp_link().lkbd_repeat_rates_get(&delay, &interval), "the keyboard's repeat rates");
+    return {{"delay", delay}, {"interval", interval}};
+}
+
+json repeat_set(context& given, unsigned short delay, unsigned short interval)
+{
+    given.require(given.link().lkbd_repeat_rates_set(delay, interval), "to set the keyboard's repeat rates");
+    return {{"delay", delay}, {"interval", interval}};
+}
+
+json process_new_tablets(context& given)
+{
+    given.require(given.link().proc_new_hoip_tablets(), "to process new tablets");
+    return {{"process_new", true}};
+}
+
+json host_ready(context& given)
+{
+    given.require(given.link().send_hoip_host_ready(), "to tell the client that the host is ready");
+    return {{"host_ready", true}};
+}
+
+} // namespace
+
+void add_kmp(command_line& line)
+{
+    CLI::App& kmp = line.add_group(line.root(), "kmp", "Keyboard, mouse and pointer");
+    auto holds = std::make_shared<bool>(false);
+    line.add(kmp, "open", "Open the path", [=](context& given) { return open(given, *holds); })
+        ->add_flag("--hold", *holds, "Hold it open until interrupted, and close it then")
+        ->disable_flag_override();
+    line.add(kmp, "close", "Close the path", close);
+    line.add(kmp, "context", "What firmware and client have agreed on", show_context);
+    line.add(kmp, "status", "The status of local cursor and keyboard, and the driver's last one", show_status);
+
+    CLI::App& mode = line.add_group(kmp, "driver-mode", "Configure the driver");
+    add_driver_mode(line, mode, "cursor", "How the cursor is reported", KMP_DRIVER_CFG_LCUR_EVT_ALG,
+                    {"absolute", "relative"});
+    add_driver_mode(line, mode, "tablet", "Whether tablets are local", KMP_DRIVER_CFG_LOCAL_TABLET, {"off", "on"});
+
+    CLI::App& keyboard = line.add_group(line.root(), "keyboard", "The client's keyboard");
+    CLI::App& repeat = line.add_group(keyboard, "repeat", "Its repeat rates");
+    line.add(repeat, "get", "Show them", repeat_get);
+    auto delay = std::make_shared<unsigned short>();
+    auto interval = std::make_shared<unsigned short>();
+    CLI::App* const setting =
+        line.add(repeat, "set", "Set them", [=](context& given) { return repeat_set(given, *delay, *interval); });
+    setting->add_option("DELAY", *delay, "In the driver's units")->required()->transform(number<unsigned short>());
+    setting->add_option("INTERVAL", *interval, "In the driver's units")
+        ->required()
+        ->transform(number<unsigned short>());
+
+    CLI::App& tablet = line.add_group(line.root(), "tablet", "HID-over-IP tablets");
+    line.add(tablet, "process-new", "Tell the driver to process new ones", process_new_tablets);
+    line.add(tablet, "host-ready", "Tell the client that the host is ready for them", host_ready);
+}
+
+} // namespace haldoctl

@@ -1,0 +1,220 @@
+// topology: the layouts of the client's displays.
+#include "commands.h"
+#include "layout.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <regex>
+
+namespace haldoctl
+{
+
+namespace
+{
+
+using display = sVESK_HALDO_DISPLAY_STRUCT;
+
+bool is_used(const display& one)
+{
+    return one.width != 0 || one.height != 0;
+}
+
+std::vector<placed_display> used(const display (&all)[VESK_DISPLAY_COUNT])
+{
+    std::vector<placed_display> displays;
+    for (unsigned int index = 0; index < VESK_DISPLAY_COUNT; ++index)
+        if (is_used(all[index]))
+            displays.push_back({index, all[index]});
+    return displays;
+}
+
+json described(const placed_display& one)
+{
+    return {{"index", one.index},    {"x", one.at.pos_x},       {"y", one.at.pos_y},
+            {"width", one.at.width}, {"height", one.at.height}, {"rotation", one.at.rotation}};
+}
+
+json described(const std::vector<placed_display>& displays)
+{
+    json all = json::array();
+    for (const placed_display& one : displays)
+        all.push_back(described(one));
+    return all;
+}
+
+void write_file(const std::string& path, const std::string& content)
+{
+    std::FILE* const file = std::fopen(path.c_str(), "we");
+    const bool is_written = file != nullptr && std::fwrite(content.data(), 1, content.size(), file) == content.size();
+    // What is left in the buffer is written now, and may fail as well.
+    if (const int closed = file != nullptr ? std::fclose(file) : EOF; !is_written || closed != 0)
+        throw failure{REFUSED, path + ": " + std::strerror(errno)};
+}
+
+struct head {
+    unsigned int message = 0;
+    unsigned int reserved = 0;
+};
+
+json show(context& given, const head& words, const std::string& svg_path)
+{
+    sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT topology{words.message, words.reserved, {}};
+    given.require(given.link().disp_topology_get(&topology), "the display layout");
+    const std::vector<placed_display> displays = used(topology.disp);
+    if (!svg_path.empty())
+        write_file(svg_path, draw_svg(displays));
+    const json result{
+        {"message", topology.message}, {"reserved", topology.reserved}, {"displays", described(displays)}};
+    given.text = fields(result) + draw_text(displays, given.columns);
+    return result;
+}
+
+json async(context& given)
+{
+    sVESK_HALDO_LINK_DISP_TOPO_STRUCT topology{};
+    unsigned int word = 0;
+    given.require(given.link().async_disp_topology_get(&topology, &word), "the layout that the firmware reports");
+    return {{"word", word}, {"displays", described(used(topology.disp))}};
+}
+
+json cached(context& given)
+{
+    sVESK_HALDO_LINK_CACHE_DISP_TOPO topology{};
+    const int result = given.link().cache_disp_topology_get(&topology);
+    // The two say something of a rate, in a layout that has been read.
+    if (result != VESK_RATE_NO_CACHING && result != VESK_RATE_NOT_ACTIVE)
+        given.require(result, "the cached display layout");
+    json displays = json::array();
+    for (unsigned int index = 0; index < VESK_DISPLAY_COUNT; ++index) {
+        const auto& [x, y, width, height, rotation, rate, reserved] = topology.disp[index];
+        const sVESK_HALDO_LINK_MONITOR_STRUCT& monitor = topology.monitor[index];
+        json one = described(placed_display{index, {x, y, width, height, rotation}});
+        one["rate"] = rate;
+        one["monitor"] = {{"vid", text_of(monitor.vid)},
+                          {"pid", text_of(monitor.pid)},
+                          {"serial", text_of(monitor.serial)},
+                          {"name", text_of(monitor.name)}};
+        displays.push_back(one);
+    }
+    return {{"rates", name_of(result)},
+            {"num_disp", topology.num_disp},
+            {"primary", topology.primary},
+            {"displays", displays}};
+}
+
+template <typename Integer> std::optional<Integer> in_limits(const std::string& text)
+{
+    const auto value = parse_number(text.substr(text.starts_with('+') ? 1 : 0));
+    return value && std::in_range<Integer>(*value) ? std::optional(static_cast<Integer>(*value)) : std::nullopt;
+}
+
+#define NUMBER "(?:0[xX][0-9A-Fa-f]+|[0-9]+)"
+
+// "1920x1080+0+0", "1280x1024-1280+56:1" with a rotation, "-" for an entry that is not used.
+std::optional<display> parse_display(const std::string& text)
+{
+    static const std::regex form("(" NUMBER ")x(" NUMBER ")([+-]" NUMBER ")([+-]" NUMBER ")(?::(" NUMBER "))?");
+    if (text == "-")
+        return display{};
+    std::smatch part;
+    if (!std::regex_match(text, part, form))
+        return std::nullopt;
+    const auto width = in_limits<std::uint16_t>(part[1]);
+    const auto height = in_limits<std::uint16_t>(part[2]);
+    const auto x = in_limits<std::int32_t>(part[3]);
+    const auto y = in_limits<std::int32_t>(part[4]);
+    const auto rotation = part[5].matched ? in_limits<std::uint32_t>(part[5]) : 0;
+    if (!width || !height || !x || !y || !rotation)
+        return std::nullopt;
+    return display{*x, *y, *width, *height, *rotation};
+}
+
+struct size {
+    std::int32_t width;
+    std::int32_t height;
+};
+
+std::optional<size> parse_size(const std::string& text)
+{
+    static const std::regex form("(-?" NUMBER ")x(-?" NUMBER ")");
+    std::smatch part;
+    if (!std::regex_match(text, part, form))
+        return std::nullopt;
+    const auto width = in_limits<std::int32_t>(part[1]);
+    const auto height = in_limits<std::int32_t>(part[2]);
+    if (!width || !height || *width == 0 || *height == 0)
+        return std::nullopt;
+    return size{*width, *height};
+}
+
+#undef NUMBER
+
+template <auto parse> CLI::Validator form(const std::string& description)
+{
+    const auto check = [=](std::string& word) -> std::string {
+        return parse(word) ? std::string() : "'" + word + "' is not " + description;
+    };
+    return {check, "", "form"};
+}
+
+json send(context& given, const std::vector<std::string>& words, const std::string& primary, int twinview)
+{
+    if (words.size() > VESK_DISPLAY_COUNT)
+        throw failure{USAGE, "'" + words[VESK_DISPLAY_COUNT] + "' is one word too many for 'haldoctl topology send'"};
+    sVESK_HALDO_LINK_DISP_TOPO_STRUCT topology{};
+    for (std::size_t index = 0; index < words.size(); ++index) {
+        topology.disp[index] = *parse_display(words[index]);
+        topology.num_disp += is_used(topology.disp[index]) ? 1 : 0;
+    }
+    size first{topology.disp[0].width, topology.disp[0].height};
+    if (!primary.empty())
+        first = *parse_size(primary);
+    if (first.width == 0 || first.height == 0)
+        throw failure{USAGE, "'" + words.front() + "' has no size: --primary WIDTHxHEIGHT is needed"};
+
+    const int result = given.link().disp_topology_send(&topology, first.width, first.height, twinview);
+    if (result == VESK_FAILED) {
+        sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT session{};
+        given.require(given.link().sess_link_get(&session), "the state of the session");
+        if ((session.flags & HMI_SESS_LINK_CONNECTED) == 0)
+            throw failure{REFUSED, "no session is connected that a display layout could be sent to", result};
+    }
+    given.require(result, "the display layout");
+    return {{"displays", described(used(topology.disp))},
+            {"primary", {{"width", first.width}, {"height", first.height}}},
+            {"twinview", twinview}};
+}
+
+} // namespace
+
+void add_topology(command_line& line)
+{
+    CLI::App& topology = line.add_group(line.root(), "topology", "The layout of the displays");
+
+    auto words = std::make_shared<head>();
+    auto svg_path = std::make_shared<std::string>();
+    CLI::App* const shown = line.add(topology, "show", "Show and draw the firmware's layout",
+                                     [=](context& given) { return show(given, *words, *svg_path); });
+    shown->add_option("--svg", *svg_path, "Draw it into this file, too")->type_name("FILE");
+    shown->add_option("--message", words->message, "The first word of the request")->transform(number<unsigned int>());
+    shown->add_option("--reserved", words->reserved, "Its second word")->transform(number<unsigned int>());
+
+    line.add(topology, "async", "Show the layout that the firmware reports on its own", async);
+    line.add(topology, "cached", "Show the layout that the firmware has cached", cached);
+
+    auto displays = std::make_shared<std::vector<std::string>>();
+    auto primary = std::make_shared<std::string>();
+    auto twinview = std::make_shared<int>(0);
+    CLI::App* const sent = line.add(topology, "send", "Tell firmware and driver the host's layout",
+                                    [=](context& given) { return send(given, *displays, *primary, *twinview); });
+    sent->add_option("DISPLAY", *displays,
+                     "At most 4: WIDTHxHEIGHT+X+Y, with :ROTATION; or - for an entry without a display")
+        ->required()
+        ->transform(form<parse_display>("WIDTHxHEIGHT+X+Y[:ROTATION]"));
+    sent->add_option("--primary", *primary, "The size of the primary display (that of the first one)")
+        ->type_name("WIDTHxHEIGHT")
+        ->transform(form<parse_size>("WIDTHxHEIGHT"));
+    sent->add_option("--twinview", *twinview, "Sent as it is")->transform(number<int>())->capture_default_str();
+}
+
+} // namespace haldoctl

@@ -1,0 +1,32 @@
+# haldoctl against a card that fails requests: status 1.
+# shellcheck source=tests/haldoctl/lib.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../../haldoctl/lib.sh"
+
+failing=()
+for code in 0x7804 0x7805 0x7821 0x7840 0x7841 0x7842 0x7843 0x7845 0x7846 0x7847 0x7902 0x7903 0x7904 0x7906 0x7907 \
+    0x7908 0x7909 0x790A 0x790B 0x790C 0x790D 0x790E 0x790F 0x7911 0x7912 0x7913; do
+    failing+=(--fail "$code")
+done
+start_card --session 192.0.2.77 --readable-map 0x3FEF "${failing[@]}"
+base64 -d >"$here/small.png" <<<iVBORw0KGgoAAAANSUhEUgAAAAIAAAACCAYAAABytg0kAAAAFUlEQVR42mNgYPjP8B8IgBSIxdAAAE1FCHmykEBGAAAAAElFTkSuQmCC
+cd "$here" || exit
+for command in 'session host-state get' 'session host-state set 1' 'tag get' 'local-info' 'imaging show' \
+    'imaging set 1' 'imaging cache 1' 'topology show' 'topology async' 'topology cached' 'topology send 1x1+0+0' \
+    'cursor enable' 'cursor disable' 'cursor show' 'cursor hide' 'cursor move 1 2' 'cursor speed get' \
+    'cursor speed set 10' 'cursor idle-hide 1' 'cursor slot 1' 'cursor shape small.png' 'keyboard repeat get' \
+    'keyboard repeat set 1 2' 'tablet process-new' 'tablet host-ready' 'kmp open' 'kmp close' 'kmp status' \
+    'kmp driver-mode cursor absolute' 'kmp driver-mode tablet on'; do
+    name=${command%% [0-9]*}
+    name=${name%% small.png}
+    # shellcheck disable=SC2086 # words
+    golden "refused_${name//[ -]/_}" 1 $command
+done
+golden refused_cursor_move_if_new 1 cursor move 1 2 --if-new
+ctl 1 -v kmp open
+expect_log hdc_open E 'VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL(OPEN) failed (ret=-500)' "$messages"
+expect_equal 'haldoctl: the card refused to open the KMP path' "$(tail -n 1 "$messages")"
+
+ctl 0 session disconnect
+golden refused_topology_send_no_session 1 topology send 1x1+0+0
+ctl 1 topology show --svg /nonexistent/layout.svg
+expect_equal 'haldoctl: the card refused the display layout' "$(cat "$messages")"

@@ -1,0 +1,94 @@
+# haldoctl topology against the card: layouts shown, drawn and sent.
+# shellcheck source=tests/haldoctl/lib.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../../haldoctl/lib.sh"
+
+start_card --session 192.0.2.77
+session='HCC 0x7802 HCC_IOCTL_HMI_VAR_GET 03 00 00 00 (+248 zero) -> 0'
+
+golden topology_show 0 topology show --message 0x102 --reserved 3
+sends <<<'HCC 0x7840 HCC_IOCTL_IMG_DISP_TOPO_GET 02 01 00 00 03 00 00 00 (+64 zero) -> 0'
+golden topology_async 0 topology async
+sends <<<'HCC 0x7842 HCC_IOCTL_IMG_ASYNC_DISP_TOPO_GET 00 00 00 00 (+72 zero) -> 0'
+golden topology_cached 0 topology cached
+sends <<<'HCC 0x7843 HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET 10 00 00 00 (+268 zero) -> 0'
+
+golden topology_send 0 topology send 1920x1080+0+0 - 1280x1024-1280+56:0x3 --twinview -1
+wait_event "$session"
+wait_event 'HCC 0x7841 HCC_IOCTL_IMG_DISP_TOPO_SEND 0C 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 80 07 38 04 00 *'
+wait_event 'HCC 0x7910 HDC_IOCTL_KMP_DISP_TOPO_SET FF FF FF FF 02 00 00 00 00 FB FF FF 7F 07 00 00 00 00 00 00 37 04 *'
+expect_events <<END
+HDC release
+HCC release
+END
+prints topology show --svg "$here/layout.svg" <<END
+message              0
+reserved             0
+displays.0.index     0
+displays.0.x         0
+displays.0.y         0
+displays.0.width     1920
+displays.0.height    1080
+displays.0.rotation  0
+displays.1.index     2
+displays.1.x         -1280
+displays.1.y         56
+displays.1.width     1280
+displays.1.height    1024
+displays.1.rotation  3
+                                +----------------------------------------------+
++-------------------------------+ 0                                            |
+| 2                             | 1920x1080                                    |
+| 1280x1024                     |                                              |
+|                               |                                              |
+|                               |                                              |
+|                               |                                              |
+|                               |                                              |
+|                               |                                              |
+|                               |                                              |
+|                               |                                              |
+|                               |                                              |
+|                               |                                              |
++-------------------------------+----------------------------------------------+
+END
+expect_file "$here/layout.svg" <<'END'
+<svg xmlns="http://www.w3.org/2000/svg" viewBox="-1288 -8 3216 1096">
+  <rect x="0" y="0" width="1920" height="1080" fill="#dde4ee" stroke="#334455" stroke-width="8"/>
+  <text x="960" y="540" font-family="sans-serif" font-size="135" text-anchor="middle" dominant-baseline="middle">0: 1920x1080</text>
+  <rect x="-1280" y="56" width="1280" height="1024" fill="#dde4ee" stroke="#334455" stroke-width="8"/>
+  <text x="-640" y="568" font-family="sans-serif" font-size="128" text-anchor="middle" dominant-baseline="middle">2: 1280x1024</text>
+</svg>
+END
+
+# On a terminal of 40 columns; hexadecimal sizes and positions, and a primary display of its own.
+ctl 0 topology send 0x64x0x32+0x0-0x32 100x50+100-50 200x50+0+0 --primary -5x0x10
+script -qec 'stty cols 40; haldoctl topology show' /dev/null | tr -d '\r' | tail -n 11 >"$results"
+expect_file "$results" <<'END'
++-------------------+------------------+
+| 0                 | 1                |
+| 100x50            | 100x50           |
+|                   |                  |
+|                   |                  |
++-------------------+------------------+
+| 2                                    |
+| 200x50                               |
+|                                      |
+|                                      |
++--------------------------------------+
+END
+
+# At the limits of their types, a line, and none at all.
+ctl 0 topology send 65535x65535+2147483647+2147483647 1x1-2147483648-2147483648 0x9+0+0 --primary 1x1
+ctl 0 topology show --svg "$here/layout.svg"
+expect_equal '<svg xmlns="http://www.w3.org/2000/svg" viewBox="-2158221230 -2158221230 4316507994 4316507994">' \
+    "$(head -n 1 "$here/layout.svg")"
+golden topology_send_none 0 topology send - --primary 1x1
+golden topology_show_none 0 topology show
+prints topology show --svg "$here/layout.svg" <<END
+message   0
+reserved  0
+displays  -
+END
+expect_file "$here/layout.svg" <<END
+<svg xmlns="http://www.w3.org/2000/svg" viewBox="-1 -1 3 3">
+</svg>
+END
