@@ -6,6 +6,8 @@ signalled() {
     rm -f "$log"
     start_daemon_aside --hold setsid="$step"
     wait_event 'hold setsid'
+    # A child that is quicker may report before the parent has set its alarm; this one is held.
+    wait_until grep -qx 'skip alarm 2' "$journal" || fail "the parent sets no alarm"
     parent=$(cut -d ' ' -f 4 "/proc/$(daemon_pid)/stat")
     # Again, should the first one come while the parent still sets its alarm.
     wait_until has_ended "$parent" "$1" || fail "SIG$1 does not end the parent"
