@@ -3,6 +3,7 @@
 
 #include "vesk_log.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -552,27 +553,39 @@ static constexpr std::uint32_t ROW_WORDS_MAX = 8;
 // The pixels of a row's last byte, by their number.
 static constexpr std::uint8_t and_msk_lkup_table[] = {0x00, 0x80, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC, 0xFE};
 
-// Whether rows of this many words, each seen through the mask, have a bit set.
+// Whether rows of this many words, each seen through the mask, have a bit set; they are len bytes, the last may be cut.
 template <std::uint32_t words>
-static bool any_bit(const std::uint8_t* row, std::uint32_t rows, const std::uint32_t (&mask)[ROW_WORDS_MAX])
+static bool any_bit(const std::uint8_t* rows, std::uint32_t len, const std::uint32_t (&row_mask)[ROW_WORDS_MAX])
 {
-    for (; rows > 0; --rows) {
-        std::uint32_t word[words];
-        std::memcpy(word, row, sizeof(word));
-        std::uint32_t found = 0;
-        for (std::uint32_t i = 0; i < words; ++i)
-            found |= word[i] & mask[i];
-        if (found != 0)
+    // Several rows at once: short ones one by one would cost more than it costs to copy the cursor's.
+    constexpr std::uint32_t block_words = words * std::max(2U, ROW_WORDS_MAX / words);
+    constexpr std::uint32_t block_len = block_words * static_cast<std::uint32_t>(sizeof(std::uint32_t));
+    std::uint64_t mask[block_words / 2];
+    for (std::uint32_t i = 0; i < block_words; i += words)
+        std::memcpy(reinterpret_cast<std::uint32_t*>(mask) + i, row_mask, words * sizeof(std::uint32_t));
+    const auto any = [&mask](const std::uint8_t* block) {
+        std::uint64_t found = 0;
+        for (const std::uint64_t seen : mask) {
+            std::uint64_t pair;
+            std::memcpy(&pair, block, sizeof(pair));
+            found |= pair & seen;
+            block += sizeof(pair);
+        }
+        return found != 0;
+    };
+    for (; len >= block_len; len -= block_len) {
+        if (any(rows))
             return true;
-        row += sizeof(word);
+        rows += block_len;
     }
-    return false;
+    std::uint8_t rest[block_len] = {};
+    std::memcpy(rest, rows, len);
+    return any(rest);
 }
 
 // Whether rows of pixels have one that is set. Of src there are len bytes; what lies behind them counts as zero.
 static bool any_pixel_set(const std::uint8_t* src, std::uint32_t len, std::uint32_t width, std::uint32_t rows)
 {
-    // One copy of the loop for each length of a row: unrolled it costs a fraction of copying the cursor.
     static constexpr bool (*any_bit_of[])(const std::uint8_t*, std::uint32_t, const std::uint32_t(&)[ROW_WORDS_MAX]) = {
         any_bit<1>, any_bit<2>, any_bit<3>, any_bit<4>, any_bit<5>, any_bit<6>, any_bit<7>, any_bit<8>};
     std::uint32_t mask[ROW_WORDS_MAX] = {};
@@ -582,13 +595,7 @@ static bool any_pixel_set(const std::uint8_t* src, std::uint32_t len, std::uint3
 
     const std::uint32_t words = (width + ROW_WORD_PIXELS - 1) / ROW_WORD_PIXELS;
     const std::uint32_t row_len = words * static_cast<std::uint32_t>(sizeof(std::uint32_t));
-    const std::uint32_t whole = len / row_len;
-    const auto any = any_bit_of[words - 1];
-    if (whole >= rows)
-        return any(src, rows, mask);
-    std::uint8_t cut[sizeof(mask)] = {};
-    std::memcpy(cut, src + whole * row_len, len % row_len);
-    return any(src, whole, mask) || any(cut, 1, mask);
+    return any_bit_of[words - 1](src, std::min(len, row_len * rows), mask);
 }
 
 // Copies rows, which come from the bottom to the top, in the opposite order. Returns the end of the copy.
