@@ -332,9 +332,9 @@ public:
     // Shows a cursor shape: selects it (lcur_change_shape_send, whose result is then returned) if the client has it in
     // its cache, and otherwise sends it: 0x7906, a head of 20 bytes and bmp_len bytes.
     //
-    // bmp, bmp_len: the bitmap, rows of pixels from the bottom to the top, the leftmost pixel of a 1-bit plane in bit
-    // 7. An ALPHA bitmap goes out as it is; its depths are 0 and its length is the caller's alone. A COLOR bitmap has
-    // and_depth 1 and
+    // bmp, bmp_len: the bitmap. An ALPHA bitmap goes out as it is, so it is given in the order in which the client
+    // reads it, rows from the top to the bottom; its depths are 0 and its length is the caller's alone. A COLOR bitmap
+    // has its rows from the bottom to the top, the leftmost pixel of a 1-bit plane in bit 7, and_depth 1 and
     //     xor_depth 32: an AND plane, its rows padded to 4 bytes, and an XOR plane of width * 4 bytes a row;
     //     xor_depth 1: an XOR plane and then an AND plane, rows as above; height counts both, and half of it, rounded
     //     down, is the cursor's.
