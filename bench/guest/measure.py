@@ -134,23 +134,16 @@ def start_time(command):
 
 
 def turns(measure, what, rounds):
-    """The least of what `measure` gives for each of `what`, which take turns: until none has fallen by a hundredth for
-    so many rounds, but at most for three times as many."""
+    """The median of what `measure` gives for each of `what`, which take turns, so that whatever else the machine does
+    meets all."""
     values = [[] for _ in what]
-    unchanged = 0
-    for _ in range(3 * rounds):
-        unchanged += 1
+    for _ in range(rounds):
         for taken, one in zip(values, what):
             found = measure(one)
-            found = found if isinstance(found, list) else [found]
-            if not taken or min(found) < 0.99 * min(taken):
-                unchanged = 0
-            taken += found
-        if unchanged == rounds:
-            break
+            taken += found if isinstance(found, list) else [found]
     for taken, one in zip(values, what):
         say(f"    {one}: {len(taken)} times, from {min(taken):.3f}, median {median(taken):.3f}")
-    return [min(taken) for taken in values]
+    return [median(taken) for taken in values]
 
 
 def passes(command, count):
@@ -307,7 +300,7 @@ def start_part():
         users(local=local)
         configure("-hold")
         say(f"start {'with' if local else 'without'} su, ms:")
-        ours, full, bare = turns(start_time, [DAEMON, LOOP, BARE], 25)
+        ours, full, bare = turns(start_time, [DAEMON, LOOP, BARE], 41)
         name = f"start {'with' if local else 'without'} su"
         row(name, ours, full, "ms", LOOP_TEXT, 1.05)
         row(name, ours, bare, "ms", BARE_TEXT, 1.05)
@@ -342,7 +335,7 @@ def pass_part():
         configure()
         kind = f"{'with' if local else 'without'} su"
         say(f"a pass {kind}, ms:")
-        ours, full, bare = turns(lambda command: passes(command, 10), [DAEMON, LOOP, BARE], 5)
+        ours, full, bare = turns(lambda command: passes(command, 10), [DAEMON, LOOP, BARE], 7)
         row(f"a pass {kind}, pause taken off", ours, full, "ms", LOOP_TEXT, 1.05)
         row(f"a pass {kind}, pause taken off", ours, bare, "ms", BARE_TEXT, 1.05)
         counts = []
@@ -362,7 +355,7 @@ def restart():
     configure("-live 1100")
     runsv = [f"{PROGRAMS}/runsv", service("runsv", "-live 1100")]
     say("restart, ms:")
-    ours, commands, peer = turns(lambda command: restarts(command, 4), [DAEMON, LOOP, runsv], 3)
+    ours, commands, peer = turns(lambda command: restarts(command, 4), [DAEMON, LOOP, runsv], 9)
     row("restart after the agent's end, pause taken off", ours, commands + peer, "ms",
         "runsv's restart and the commands of a pass from a C loop", 1.0)
 
@@ -383,7 +376,7 @@ def growth():
             configure("-hold", [line] * count)
             return start_time(command)
         say(f"start by configuration lines, {kind}, ms:")
-        both = turns(start_with, [(count, command) for count in counts for command in (DAEMON, LOOP)], 4)
+        both = turns(start_with, [(count, command) for count in counts for command in (DAEMON, LOOP)], 7)
         growth_row(f"start by configuration lines, {kind}", list(zip(counts, both[::2])), both[-1], LOOP_TEXT, None,
                    "lines", "ms")
         peaks = []
@@ -422,7 +415,7 @@ def growth():
         os.waitpid(start(command), 0)
         return 1000 * (time.monotonic() - began)
     say("a pass by users logged in, and who alone, ms:")
-    taken = turns(with_users, [(count, command) for count in counts for command in (DAEMON, ["who", "-u"])], 4)
+    taken = turns(with_users, [(count, command) for count in counts for command in (DAEMON, ["who", "-u"])], 5)
     ours, alone = taken[::2], taken[1::2]
     growth_row("a pass by users logged in", list(zip(counts, ours)), ours[0] + alone[-1] - alone[0],
                "a pass with one user, and what who -u alone takes longer", 1.2, "users", "ms")
