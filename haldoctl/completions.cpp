@@ -144,7 +144,12 @@ std::string zsh(const std::vector<level>& all)
            "        _files\n"
            "    fi\n"
            "}\n"
-           "compdef _haldoctl haldoctl\n";
+           "# Found by name it is the function's body, and is asked at once.\n"
+           "if [[ ${funcstack[1]} == _haldoctl ]]; then\n"
+           "    _haldoctl \"$@\"\n"
+           "else\n"
+           "    compdef _haldoctl haldoctl\n"
+           "fi\n";
 }
 
 // A word between single quotes of fish.

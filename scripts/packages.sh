@@ -5,7 +5,7 @@ declare -A packages=(
     [build]="g++ cmake ninja-build git pkg-config libgtest-dev libfuse3-dev libseccomp-dev libbenchmark-dev"
     [tools]="libcli11-dev nlohmann-json3-dev libpng-dev"
     [guest]="user-mode-linux busybox-static procps bsdutils"
-    [check]="clang clang-format shellcheck gcovr man-db python3 python3-jsonschema valgrind"
+    [check]="clang clang-format shellcheck gcovr man-db python3 python3-jsonschema valgrind zsh fish"
     [bench]="python3 python3-matplotlib valgrind strace"
 )
 

@@ -24,6 +24,12 @@ readelf -lW "$daemon" | grep -q 'GNU_STACK.* RW ' || fail "executable stack"
 readelf -sW --dyn-syms "$daemon" | grep -q __stack_chk_fail || fail "no stack protector"
 readelf -sW --dyn-syms "$daemon" | grep -q '__.*_chk@' || fail "no fortified calls"
 
+echo "-- each shell finds haldoctl's completions"
+share=$root/usr/share
+grep -q '^complete -F _haldoctl haldoctl$' "$share/bash-completion/completions/haldoctl" || fail "bash"
+grep -q '^#compdef haldoctl$' "$share/zsh/site-functions/_haldoctl" || fail "zsh"
+grep -q '^complete -c haldoctl -f$' "$share/fish/vendor_completions.d/haldoctl.fish" || fail "fish"
+
 echo "-- a program builds against the installed link"
 consumer=$2/consumer
 rm -rf "$consumer"

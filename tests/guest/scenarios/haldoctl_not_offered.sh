@@ -32,4 +32,4 @@ for command in 'cursor enable' 'cursor disable' 'cursor speed get' 'cursor speed
     sends <<<'HCC 0x7822 HCC_IOCTL_KMP_PRI_CTXT_GET 02 00 00 00 (+288 zero) -> 0'
 done
 # The tag is read before it is set, whatever is offered; the card refuses that.
-golden refused_tag_set 1 tag set x
+golden refused_tag_set_unread 1 tag set x

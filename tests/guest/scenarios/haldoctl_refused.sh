@@ -26,6 +26,26 @@ ctl 1 -v kmp open
 expect_log hdc_open E 'VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL(OPEN) failed (ret=-500)' "$messages"
 expect_equal 'haldoctl: the card refused to open the KMP path' "$(tail -n 1 "$messages")"
 
+# Requests of these codes also construct the link; the NTH of them fails.
+refused_at() { # CODE NTH COMMAND...
+    local name=${*:3}
+    name=${name%% [0-9-]*}
+    haldo-cardsim ctl fail "$1" EIO "$2"
+    golden "refused_${name//[ -]/_}" 1 "${@:3}"
+}
+haldo-cardsim ctl set readable=all
+for command in 'session show' 'session watch' net port 'stats show'; do
+    # shellcheck disable=SC2086 # words
+    refused_at HMI_VAR_GET 2 $command
+done
+refused_at HMI_VAR_GET 3 wol show # behind the tag
+haldo-cardsim ctl fail HMI_VAR_SET EIO 3 # without a reason, too
+refused_at HMI_VAR_SET 2 session disconnect
+for command in 'stats reset' 'wol set --flags 1' 'tag set --flags 1' 'unicode 1'; do
+    # shellcheck disable=SC2086 # words
+    refused_at HMI_VAR_SET 2 $command
+done
+
 ctl 0 session disconnect
 golden refused_topology_send_no_session 1 topology send 1x1+0+0
 ctl 1 topology show --svg /nonexistent/layout.svg

@@ -14,6 +14,8 @@ $get 04 00 00 00 (+248 zero) -> 0
 $context
 END
 
+golden completions 0 completions bash
+
 golden session_show 0 session show
 sends <<<"$get 03 00 00 00 (+248 zero) -> 0"
 prints session show <<END

@@ -72,6 +72,8 @@ Daemon
   Agent             process 42, since TIME
 END
 golden status_not_offered 0 status
+haldo-cardsim ctl set readable=all
+golden status 0 status
 : >/home/alice/.Xauthority
 expect_equal '  X authority       /home/alice/.Xauthority' "$(daemon_part | grep Xauthority)"
 
