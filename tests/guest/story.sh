@@ -41,7 +41,7 @@ until_line() {
 agent_ends() { echo "$*" >$here/agent; }
 
 say "A card is plugged in (a simulated one, behind two real device nodes):"
-haldo-cardsim --profile full --journal $here/card | sed 's/^/    /' &
+haldo-cardsim --journal $here/card | sed 's/^/    /' &
 for _ in $(seq 100); do
     [ -c /dev/haldo_host0 ] && [ -c /dev/haldo_host1 ] && break
     sleep 0.1

@@ -122,8 +122,8 @@ logout :0
 login root :0
 configure
 no_agent_because 'root is logged in, and DaemonRootHaldoAgent is 0'
+login 'b;b' pts/1 :3.0 # first: while nobody is logged in, an agent would come and stay
 logout :0
-login 'b;b' pts/1 :3.0
 wait_line "$log" '*the haldo agent is not run'
 no_agent_because 'the daemon logged: user name with character 0x3B, the haldo agent is not run'
 expect_equal '  User              b;b on :3.0' "$(daemon_part | grep User)"
