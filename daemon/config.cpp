@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 
-static constexpr const char* CONFIG_FILE = "/etc/haldohostswd.conf";
 static constexpr int LINE_SIZE = 500;
 static constexpr int READ_SIZE = 2048; // what a stream would allocate stays in the heap for good, and is larger
 

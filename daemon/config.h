@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+inline constexpr const char* CONFIG_FILE = "/etc/haldohostswd.conf";
+
 // One member per key, named after it. Compared byte by byte, so every byte is always defined. Text that fills its
 // member has no terminator: whoever reads one is bounded by its size.
 struct sVESK_HOSTSW_DAEMON_CONFIG_STRUCT {

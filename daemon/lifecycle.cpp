@@ -15,7 +15,6 @@
 #include <unistd.h>
 
 static constexpr const char* BRANCH = "HEAD";
-static constexpr const char* LOCK_FILE = "/var/run/haldohostswd.pid";
 static constexpr const char* AGENT_PID_FILE = "/tmp/haldohostsw.pid";
 static constexpr pid_t INIT_PID = 1;
 static constexpr unsigned int PARENT_PATIENCE_S = 2;

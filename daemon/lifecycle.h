@@ -10,6 +10,9 @@ class cVESK_HALDO_LINK;
 // The log file is "<LOG_NAME>.0.log" in the configured directory.
 inline constexpr const char* LOG_NAME = "haldohostsw";
 
+// Locked by a daemon that has detached, for as long as it runs.
+inline constexpr const char* LOCK_FILE = "/var/run/haldohostswd.pid";
+
 // A line of main's.
 #define LOG_MAIN_D(...) VESK_LOG_AS("main", VESK_LOG_DEBUG, __VA_ARGS__)
 #define LOG_MAIN_I(...) VESK_LOG_AS("main", VESK_LOG_INFO, __VA_ARGS__)

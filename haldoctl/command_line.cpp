@@ -29,6 +29,16 @@ int node_error(const char* path)
     return 0;
 }
 
+sigset_t block_interrupts()
+{
+    sigset_t interrupts;
+    sigemptyset(&interrupts);
+    sigaddset(&interrupts, SIGINT);
+    sigaddset(&interrupts, SIGTERM);
+    sigprocmask(SIG_BLOCK, &interrupts, nullptr);
+    return interrupts;
+}
+
 namespace
 {
 

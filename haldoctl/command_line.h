@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -127,6 +128,9 @@ template <std::size_t size> void put_text(char (&member)[size], const std::strin
     std::memset(member, 0, size);
     std::memcpy(member, text.data(), std::min(text.size(), size));
 }
+
+// Blocks SIGINT and SIGTERM, for a command that waits for one of them. Returns the two.
+sigset_t block_interrupts();
 
 // Why a node cannot be opened, as errno says it, or 0.
 int node_error(const char* path);

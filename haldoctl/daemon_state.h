@@ -12,8 +12,6 @@
 namespace haldoctl
 {
 
-inline constexpr const char* CONFIG_FILE = "/etc/haldohostswd.conf";
-inline constexpr const char* LOCK_FILE = "/var/run/haldohostswd.pid";
 inline constexpr const char* DAEMON = "haldohostswd";
 inline constexpr const char* LAUNCHER = "haldo_starthostsw";
 inline constexpr const char* AGENT = "haldo_agent";

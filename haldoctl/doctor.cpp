@@ -2,6 +2,7 @@
 #include "commands.h"
 #include "config_check.h"
 #include "daemon_state.h"
+#include "lifecycle.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,24 +1,11 @@
 // kmp, keyboard, tablet: the path of keyboard, mouse and pointer, what was agreed on for it, and the driver's part.
 #include "commands.h"
 
-#include <csignal>
-
 namespace haldoctl
 {
 
 namespace
 {
-
-void wait_until_interrupted()
-{
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGINT);
-    sigaddset(&ending, SIGTERM);
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
-    int signal = 0;
-    sigwait(&ending, &signal);
-}
 
 // The driver closes a path whose node is closed, so that one which is to stay open is held.
 json open(context& given, bool holds)
@@ -27,8 +14,10 @@ json open(context& given, bool holds)
     link.start();
     given.require(link.hdc_open(), "to open the KMP path");
     if (holds) {
+        const sigset_t interrupts = block_interrupts();
         given.progress({{"open", true}});
-        wait_until_interrupted();
+        int signal = 0;
+        sigwait(&interrupts, &signal);
         link.stop();
         given.text = "";
     }

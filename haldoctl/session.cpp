@@ -2,7 +2,6 @@
 #include "commands.h"
 
 #include <charconv>
-#include <csignal>
 #include <ctime>
 
 namespace haldoctl
@@ -29,11 +28,7 @@ json show(context& given)
 // Between two looks it sleeps; SIGINT and SIGTERM end it, once a request that is under way has been answered.
 json watch(context& given, double period_s, unsigned int count)
 {
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGINT);
-    sigaddset(&ending, SIGTERM);
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
+    const sigset_t interrupts = block_interrupts();
     const auto whole_s = static_cast<std::time_t>(period_s);
     const timespec period{whole_s, static_cast<long>((period_s - static_cast<double>(whole_s)) * 1e9)};
 
@@ -47,7 +42,7 @@ json watch(context& given, double period_s, unsigned int count)
             transitions.push_back(described(state));
             given.progress(transitions.back());
         }
-    } while (transitions.size() != count && sigtimedwait(&ending, nullptr, &period) < 0);
+    } while (transitions.size() != count && sigtimedwait(&interrupts, nullptr, &period) < 0);
     given.text = "";
     return {{"transitions", transitions}};
 }

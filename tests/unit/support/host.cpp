@@ -20,7 +20,7 @@
 #include <unistd.h>
 #include <utility>
 
-static constexpr const char* CONFIG_FILE = "/etc/haldohostswd.conf";
+static constexpr const char* CONFIG_PATH = "/etc/haldohostswd.conf";
 static constexpr std::time_t NOVEMBER_20 = 1732099372;
 static constexpr int FAILURES_ENDURED = 100; // calls after the first that was not announced
 
@@ -313,7 +313,7 @@ void host::expect_popen(const std::string& command, std::string output, int clos
 
 void host::expect_config(std::string text)
 {
-    own->script.push_back({.call = std::string("fopen ") + CONFIG_FILE, .output = std::move(text)});
+    own->script.push_back({.call = std::string("fopen ") + CONFIG_PATH, .output = std::move(text)});
 }
 
 void host::expect_stat(const std::string& path, std::int64_t size)
@@ -485,7 +485,7 @@ ANSWERED(std::FILE*, popen, (const char* command, const char* mode), (command, m
 extern "C" std::FILE* __real_fopen(const char* path, const char* mode);
 extern "C" std::FILE* __wrap_fopen(const char* path, const char* mode)
 {
-    if (current == nullptr || std::strcmp(path, CONFIG_FILE) != 0)
+    if (current == nullptr || std::strcmp(path, CONFIG_PATH) != 0)
         return __real_fopen(path, mode);
     return current->open_stream(with_mode("fopen", mode, path), false);
 }
