@@ -17,9 +17,10 @@ json check(context& given, const std::string& file, bool is_strict)
     for (const config_finding& one : check_config(content_of(file), is_strict)) {
         const char* const severity = one.is_error ? "error" : "warning";
         errors += one.is_error ? 1 : 0;
-        *given.text += harmless(file + ":" + std::to_string(one.line) + ": " + (one.key.empty() ? "" : one.key + ": ") +
-                                severity + ": " + sentence(one)) +
-                       "\n";
+        *given.text +=
+            harmless(file + ":" + std::to_string(one.line) + ": " + (one.key.empty() ? "" : one.key + ": ")) +
+            given.paint(one.is_error ? context::RED : context::YELLOW, severity) + ": " + harmless(sentence(one)) +
+            "\n";
         findings.push_back({{"line", one.line},
                             {"key", one.key.empty() ? json() : json(one.key)},
                             {"severity", severity},

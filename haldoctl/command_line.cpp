@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,8 +21,18 @@
 namespace haldoctl
 {
 
+// Whether something else has a node's name.
+static bool is_no_device(const char* path)
+{
+    struct stat status {
+    };
+    return stat(path, &status) == 0 && !S_ISCHR(status.st_mode);
+}
+
 int node_error(const char* path)
 {
+    if (is_no_device(path))
+        return ENOTTY; // as its requests fail
     const int node = open(path, O_RDWR | O_CLOEXEC);
     if (node < 0)
         return errno;
@@ -137,10 +148,23 @@ const CLI::App* wrong_level(const CLI::App& root)
     return level;
 }
 
+// What the library says, where that does not name the word as it is written.
+std::string sentence_of(const std::string& said)
+{
+    static constexpr std::string_view flag_with_value = " was given a disallowed flag override";
+    if (said.ends_with(flag_with_value))
+        return "--" + said.substr(0, said.size() - flag_with_value.size()) + " takes no value";
+    if (said.ends_with(" missing"))
+        return said.substr(0, said.find(": ")) + " needs a value";
+    return said;
+}
+
 std::string usage_sentence(const CLI::App* level, const CLI::ParseError& error)
 {
-    if (level->remaining_size() != 0) {
-        const std::string word = level->remaining().front();
+    const std::vector<std::string> unknown = level->remaining();
+    const auto wrong = std::ranges::find_if(unknown, [](const std::string& word) { return word != "--"; });
+    if (wrong != unknown.end()) {
+        const std::string& word = *wrong;
         const bool is_option = word.size() > 1 && word.front() == '-';
         return "'" + word + "' is " +
                (is_option         ? "not an option of '"
@@ -149,7 +173,7 @@ std::string usage_sentence(const CLI::App* level, const CLI::ParseError& error)
                full_name(level) + "'";
     }
     if (!is_group(level) || error.get_name() != "RequiredError")
-        return error.what();
+        return sentence_of(error.what());
     std::string names;
     for (const CLI::App* const command : level->get_subcommands(nullptr))
         names += (names.empty() ? "" : ", ") + command->get_name();
@@ -185,12 +209,15 @@ const char* name_of(int code)
 std::string harmless(const std::string& text)
 {
     std::string result;
-    for (const char character : text) {
-        if (std::iscntrl(static_cast<unsigned char>(character)) == 0) {
-            result += character;
+    const auto byte_at = [&text](std::size_t i) { return static_cast<unsigned char>(i < text.size() ? text[i] : 0); };
+    for (std::size_t i = 0, escaped_until = 0; i < text.size(); ++i) {
+        if (byte_at(i) == 0xC2 && byte_at(i + 1) >= 0x80 && byte_at(i + 1) < 0xA0) // a control character in UTF-8
+            escaped_until = i + 2;
+        if (std::iscntrl(byte_at(i)) == 0 && i >= escaped_until) {
+            result += text[i];
         } else {
             char escaped[5];
-            std::snprintf(escaped, sizeof(escaped), "\\x%02X", static_cast<unsigned char>(character));
+            std::snprintf(escaped, sizeof(escaped), "\\x%02X", byte_at(i));
             result += escaped;
         }
     }
@@ -249,6 +276,12 @@ CLI::Validator text_up_to(std::size_t length)
     return {check, "up to " + std::to_string(length) + " bytes", "text"};
 }
 
+CLI::Validator file_name()
+{
+    return {[](std::string& word) { return std::string(word.empty() ? "'' is not the name of a file" : ""); }, "",
+            "file"};
+}
+
 // --- What a command gets ---
 
 cVESK_HALDO_LINK& context::link()
@@ -276,7 +309,7 @@ void context::require(int result, const std::string& what)
         return;
     case VESK_NOT_SUPPORTED:
         // Firmware that cannot be asked offers nothing.
-        if (!link().is_ready() && node_error(VESK_NODE_PATH_HCC) != 0)
+        if ((!link().is_ready() || is_no_device(VESK_NODE_PATH_HCC)) && node_error(VESK_NODE_PATH_HCC) != 0)
             throw missing_node(VESK_NOT_INITIALIZED);
         throw failure{NOT_OFFERED,
                       std::string("the ") + (m_has_context ? "client" : "firmware") + " does not offer " + what,
@@ -289,6 +322,11 @@ void context::require(int result, const std::string& what)
     default:
         throw failure{REFUSED, "the card refused " + what, result};
     }
+}
+
+std::string context::paint(paint_colour in, const std::string& text) const
+{
+    return m_is_coloured ? "\x1B[" + std::to_string(in) + "m" + text + "\x1B[0m" : text;
 }
 
 void context::progress(const json& part) const
@@ -316,8 +354,9 @@ void command_line::add_flags(CLI::App& to)
 {
     to.add_flag("--json", m_json, "Print one JSON document")->disable_flag_override();
     to.add_flag_function(
-        "-v,--verbose", [this](std::int64_t count) { m_verbosity += count; },
-        "Show the link's log on standard error: errors, with -vv more, with -vvv everything");
+          "-v,--verbose", [this](std::int64_t count) { m_verbosity += count; },
+          "Show the link's log on standard error: errors, with -vv more, with -vvv everything")
+        ->disable_flag_override();
 }
 
 CLI::App* command_line::add_level(CLI::App& parent, const std::string& name, const std::string& description)
@@ -368,7 +407,8 @@ std::optional<std::string> command_line::parse(int argc, char** argv)
         m_app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) {
-            m_json = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc; // nothing is set yet
+            const auto options_end = std::find(argv, argv + argc, std::string_view("--"));
+            m_json = std::find(argv, options_end, std::string_view("--json")) != options_end; // nothing is set yet
             throw failure{USAGE, usage_sentence(wrong_level(m_app), error)};
         }
         std::ostringstream text;
@@ -385,7 +425,8 @@ int command_line::execute()
                       : static_cast<int>(std::min<std::int64_t>(VESK_LOG_CRITICAL + m_verbosity, VESK_LOG_DEBUG));
     context given;
     given.m_is_silent = m_json;
-    given.colour = isatty(results) != 0 && std::getenv("NO_COLOR") == nullptr;
+    const char* const no_color = std::getenv("NO_COLOR");
+    given.m_is_coloured = isatty(results) != 0 && (no_color == nullptr || *no_color == '\0');
     winsize size{};
     if (::ioctl(results, TIOCGWINSZ, &size) == 0 && size.ws_col != 0)
         given.columns = size.ws_col;

@@ -51,9 +51,16 @@ public:
     // "the session tag".
     void require(int result, const std::string& what);
 
-    // Whether output may be coloured, and how many columns a drawing may take.
-    bool colour = false;
+    // How many columns a drawing may take.
     int columns = 80;
+
+    // A text in a colour, on a terminal whose user has nothing against it; as it is elsewhere.
+    enum paint_colour {
+        RED = 31,
+        GREEN = 32,
+        YELLOW = 33
+    };
+    std::string paint(paint_colour in, const std::string& text) const;
 
     // What the program ends with, for a result that is no success all the same.
     exit_status status = DONE;
@@ -68,6 +75,7 @@ public:
 private:
     friend class command_line;
     bool m_is_silent = false; // until the result
+    bool m_is_coloured = false;
     std::optional<cVESK_HALDO_LINK> m_link;
     bool m_has_context = false;
 };
@@ -115,6 +123,7 @@ template <typename Integer> CLI::Validator number()
     return number(std::numeric_limits<Integer>::min(), std::numeric_limits<Integer>::max());
 }
 CLI::Validator text_up_to(std::size_t length);
+CLI::Validator file_name();
 
 // A text of the card, which may fill its member.
 template <std::size_t size> std::string text_of(const char (&member)[size])

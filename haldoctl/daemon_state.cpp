@@ -27,6 +27,7 @@ namespace
 {
 
 constexpr std::size_t PROCESS_NAME_LENGTH = 15; // what the kernel keeps of one
+constexpr std::size_t FILE_MAX_LENGTH = 64 << 20;
 
 std::string errno_text(const std::string& what)
 {
@@ -76,8 +77,11 @@ std::string content_of(const std::string& path)
         throw failure{REFUSED, errno_text(path)};
     std::string text;
     char buffer[4096];
-    while (const std::size_t length = std::fread(buffer, 1, sizeof(buffer), file.get()))
+    while (const std::size_t length = std::fread(buffer, 1, sizeof(buffer), file.get())) {
         text.append(buffer, length);
+        if (text.size() > FILE_MAX_LENGTH)
+            throw failure{REFUSED, path + ": longer than " + std::to_string(FILE_MAX_LENGTH >> 20) + " MiB"};
+    }
     if (std::ferror(file.get()) != 0)
         throw failure{REFUSED, errno_text(path)};
     return text;
@@ -92,6 +96,8 @@ known<configuration> read_configuration()
     config.log_directory.assign(config.record.LogDirLocation,
                                 strnlen(config.record.LogDirLocation, sizeof(config.record.LogDirLocation)));
     config.path.assign(config.record.HostSWPath, strnlen(config.record.HostSWPath, sizeof(config.record.HostSWPath)));
+    if (!config.path.starts_with('/'))
+        config.path.insert(0, "/"); // where the daemon is
     char path[VESK_LOG_PATH_SIZE];
     log_file_path(path, config.record.LogDirLocation, LOG_NAME);
     config.log_file = std::filesystem::path(path).lexically_normal();
@@ -216,6 +222,8 @@ known<std::string> x_authority(const configuration& config)
         return {{}, why};
     if (geteuid() != 0)
         return {{}, std::string(XAUTHORITY_LOOKUP) + " is asked by root alone, and you are " + who_you_are()};
+    if (chdir("/") != 0) // where the daemon asks it
+        return {{}, errno_text("/")};
     char found[XAUTHORITY_SIZE] = "";
     sVESK_HOSTSW_DAEMON_CONFIG_STRUCT record = config.record;
     get_xauthority(0, found, &record);
@@ -232,6 +240,10 @@ std::string obstacle(const std::string& program)
         return program + " is no file";
     if ((status.st_mode & 0111) != 0111)
         return program + " is not executable for all: " + mode_and_owner(program);
+    for (auto folder = std::filesystem::path(program).parent_path(); folder.has_relative_path();
+         folder = folder.parent_path())
+        if (stat(folder.c_str(), &status) == 0 && (status.st_mode & 0001) == 0)
+            return folder.string() + " cannot be entered by all: " + mode_and_owner(folder);
     return "";
 }
 
@@ -242,6 +254,8 @@ std::string node_obstacle(const char* path)
         return "";
     if (error == ENOENT)
         return "missing";
+    if (error == ENOTTY)
+        return "not a device node";
     if (error == EACCES)
         return "not permitted: " + mode_and_owner(path) + ", you are " + who_you_are();
     return std::string("cannot be opened: ") + std::strerror(error);
@@ -271,6 +285,8 @@ std::pair<std::string_view, std::string_view> parted(std::string_view line)
 // configuration, which it dumps right after that.
 known<log_history> read_log(const configuration& config)
 try {
+    if (config.record.DaemonLogLevel < VESK_LOG_INFO)
+        return {{}, "DaemonLogLevel is " + std::to_string(config.record.DaemonLogLevel) + ": the log does not tell"};
     const std::string text = content_of(config.log_file);
     log_history history;
     int agent_ends = 0;

@@ -50,7 +50,9 @@ void look_at_configuration(findings& all)
                                : !one.allowed.empty() ? "Allowed: " + one.allowed
                                                       : "Remove the line"});
     } catch (const failure& failed) {
-        all.push_back({failed.message, "Run haldoctl as root, or chmod 644 " + std::string(CONFIG_FILE)});
+        all.push_back({failed.message, access(CONFIG_FILE, R_OK) == 0
+                                           ? "Put a configuration file in its place"
+                                           : "Run haldoctl as root, or chmod 644 " + std::string(CONFIG_FILE)});
     }
     struct stat status {
     };
@@ -68,7 +70,7 @@ void look_at_programs(findings& all, const configuration& config)
         if (why.empty())
             continue;
         if (access(program.c_str(), F_OK) == 0)
-            all.push_back({why, "chmod 755 " + program});
+            all.push_back({why, "chmod 755 " + why.substr(0, why.find(' '))});
         else
             all.push_back({why, "Install it there, or let HostSWPath in " + std::string(CONFIG_FILE) +
                                     " name the directory that it is in"});
@@ -88,6 +90,8 @@ void look_at_log(findings& all, const configuration& config)
         why = "Not a directory";
     else if (access(there.c_str(), W_OK) != 0 && (errno != EACCES || geteuid() == 0))
         why = std::strerror(errno);
+    else if (stat(config.log_file.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+        all.push_back({"the log " + config.log_file + " is no file", "Take away what has its name"});
     if (!why.empty())
         all.push_back({"the log directory " + config.log_directory +
                            " cannot be written: " + there.lexically_normal().string() + ": " + why,
@@ -132,6 +136,9 @@ void look_at_user(findings& all, const known<configuration>& config)
     if (user.value->name == "root" && config.value->record.DaemonRootHaldoAgent == 0)
         all.push_back({"root is logged in on the display, and DaemonRootHaldoAgent is 0: no agent runs",
                        "Log in as another user, or set DaemonRootHaldoAgent=1 in " + std::string(CONFIG_FILE)});
+    else if (const known<log_history> log = read_log(*config.value); log.value && !log.value->refusal.empty())
+        all.push_back(
+            {"the daemon logged: " + log.value->refusal, "haldohostswd(8) says under DIAGNOSTICS what it refuses"});
     if (const known<std::string> path = x_authority(*config.value); path.value && path.value->empty())
         all.push_back(
             {config.value->path + "/" + XAUTHORITY_LOOKUP + " prints no XAUTHORITY=PATH for " + user.value->name,
@@ -150,12 +157,18 @@ json doctor(context& given)
     }
     look_at_daemon(all, config);
     look_at_user(all, config);
+    if (geteuid() != 0)
+        all.push_back({"you are " + who_you_are() +
+                           ": the lock, the X authority and what others may not read are not "
+                           "looked at",
+                       "Run haldoctl doctor as root"});
 
     json pairs = json::array();
     std::string text;
     for (const auto& [issue, remedy] : all) {
         pairs.push_back({{"issue", issue}, {"remedy", remedy}});
-        text += "issue   " + harmless(issue) + "\nremedy  " + harmless(remedy) + "\n";
+        text += given.paint(context::RED, "issue") + "   " + harmless(issue) + "\n" +
+                given.paint(context::GREEN, "remedy") + "  " + harmless(remedy) + "\n";
     }
     given.text = text.empty() ? "nothing stands in the way\n" : text;
     given.status = all.empty() ? DONE : REFUSED;

@@ -135,7 +135,8 @@ void add_kmp(command_line& line)
 {
     CLI::App& kmp = line.add_group(line.root(), "kmp", "Keyboard, mouse and pointer");
     auto holds = std::make_shared<bool>(false);
-    line.add(kmp, "open", "Open the path", [=](context& given) { return open(given, *holds); })
+    line.add(kmp, "open", "Open the path; the driver may close it when the command ends",
+             [=](context& given) { return open(given, *holds); })
         ->add_flag("--hold", *holds, "Hold it open until interrupted, and close it then")
         ->disable_flag_override();
     line.add(kmp, "close", "Close the path", close);

@@ -106,6 +106,10 @@ std::string exposition(const json& families)
 // Whoever reads the file finds the old text or the new one, whole.
 void replace_file(const std::string& path, const std::string& text)
 {
+    struct stat status {
+    };
+    if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+        throw failure{REFUSED, path + ": not a regular file, and not replaced"};
     std::string temporary = path + ".XXXXXX";
     const int fd = mkstemp(temporary.data());
     if (fd < 0)
@@ -140,7 +144,8 @@ void add_metrics(command_line& line)
     line.add(line.root(), "metrics", "Card, session, daemon and agent in OpenMetrics text",
              [=](context& given) { return metrics(given, *output); })
         ->add_option("--output", *output, "Replace this file, in one step, instead of printing")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->transform(file_name());
 }
 
 } // namespace haldoctl

@@ -47,12 +47,14 @@ json watch(context& given, double period_s, unsigned int count)
     return {{"transitions", transitions}};
 }
 
-// The period of a watch. CLI::Range takes what is no number at all.
+// The period of a watch: a number as everywhere, or a fraction. CLI::Range takes what is no number at all.
 CLI::Validator seconds(double min, double max)
 {
     std::ostringstream limits;
     limits << min << " to " << max;
     const auto check = [=, limits = limits.str()](std::string& word) -> std::string {
+        if (const auto whole = parse_number(word))
+            word = std::to_string(*whole);
         double value = 0;
         const char* const end = word.data() + word.size();
         const auto [stop, error] = std::from_chars(word.data(), end, value);
@@ -66,7 +68,9 @@ CLI::Validator seconds(double min, double max)
 json disconnect(context& given, unsigned int reason)
 {
     given.require(given.link().sess_link_disc(reason), "to end the session");
-    return {{"disconnected", true}, {"reason", reason}};
+    // The firmware that takes no reason has got none.
+    const bool is_told = given.link().sess_link_disc_with_reason_avail() == VESK_OK;
+    return {{"disconnected", true}, {"reason", is_told ? json(reason) : json()}};
 }
 
 json host_state_get(context& given)

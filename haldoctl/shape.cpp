@@ -45,6 +45,7 @@ picture read_png(const std::string& path, std::uint32_t height_max)
                                    std::to_string(height_max)};
     }
     image.format = PNG_FORMAT_BGRA;
+    image.flags |= PNG_IMAGE_FLAG_16BIT_sRGB; // of 16 bits or 8, colours are what is seen
     picture read{image.width, image.height, std::vector<pixel>(std::size_t{image.width} * image.height)};
     if (png_image_finish_read(&image, nullptr, read.pixels.data(), 0, nullptr) == 0)
         throw failure{REFUSED, path + ": " + image.message};

@@ -108,6 +108,8 @@ template <typename Integer> std::optional<Integer> in_limits(const std::string& 
     return value && std::in_range<Integer>(*value) ? std::optional(static_cast<Integer>(*value)) : std::nullopt;
 }
 
+constexpr std::size_t FORM_MAX_LENGTH = 80; // of the longest words; a regular expression takes stack by the character
+
 #define NUMBER "(?:0[xX][0-9A-Fa-f]+|[0-9]+)"
 
 // "1920x1080+0+0", "1280x1024-1280+56:1" with a rotation, "-" for an entry that is not used.
@@ -117,7 +119,7 @@ std::optional<display> parse_display(const std::string& text)
     if (text == "-")
         return display{};
     std::smatch part;
-    if (!std::regex_match(text, part, form))
+    if (text.size() > FORM_MAX_LENGTH || !std::regex_match(text, part, form))
         return std::nullopt;
     const auto width = in_limits<std::uint16_t>(part[1]);
     const auto height = in_limits<std::uint16_t>(part[2]);
@@ -138,7 +140,7 @@ std::optional<size> parse_size(const std::string& text)
 {
     static const std::regex form("(-?" NUMBER ")x(-?" NUMBER ")");
     std::smatch part;
-    if (!std::regex_match(text, part, form))
+    if (text.size() > FORM_MAX_LENGTH || !std::regex_match(text, part, form))
         return std::nullopt;
     const auto width = in_limits<std::int32_t>(part[1]);
     const auto height = in_limits<std::int32_t>(part[2]);
@@ -195,7 +197,7 @@ void add_topology(command_line& line)
     auto svg_path = std::make_shared<std::string>();
     CLI::App* const shown = line.add(topology, "show", "Show and draw the firmware's layout",
                                      [=](context& given) { return show(given, *words, *svg_path); });
-    shown->add_option("--svg", *svg_path, "Draw it into this file, too")->type_name("FILE");
+    shown->add_option("--svg", *svg_path, "Draw it into this file, too")->type_name("FILE")->transform(file_name());
     shown->add_option("--message", words->message, "The first word of the request")->transform(number<unsigned int>());
     shown->add_option("--reserved", words->reserved, "Its second word")->transform(number<unsigned int>());
 

@@ -27,7 +27,7 @@ readelf -sW --dyn-syms "$daemon" | grep -q '__.*_chk@' || fail "no fortified cal
 echo "-- each shell finds haldoctl's completions"
 share=$root/usr/share
 grep -q '^complete -F _haldoctl haldoctl$' "$share/bash-completion/completions/haldoctl" || fail "bash"
-grep -q '^#compdef haldoctl$' "$share/zsh/site-functions/_haldoctl" || fail "zsh"
+grep -q '^#compdef haldoctl$' "$share/zsh/vendor-completions/_haldoctl" || fail "zsh"
 grep -q '^complete -c haldoctl -f$' "$share/fish/vendor_completions.d/haldoctl.fish" || fail "fish"
 
 echo "-- a program builds against the installed link"

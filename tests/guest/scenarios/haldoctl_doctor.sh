@@ -44,7 +44,18 @@ expect_equal 1 "$result"
 expect_file "$results" <<END
 issue   /dev/haldo_host0: not permitted: mode 600, owner root:root, you are alice (uid 1001)
 remedy  Run haldoctl as root, or open the node to a group of yours: chgrp GROUP /dev/haldo_host0; chmod 660 /dev/haldo_host0
+issue   you are alice (uid 1001): the lock, the X authority and what others may not read are not looked at
+remedy  Run haldoctl doctor as root
 END
+mv "${nodes[0]}" /dev/haldo_away
+: >"${nodes[0]}"
+finds <<END
+issue   /dev/haldo_host0: not a device node
+remedy  Load the driver of the card; without a card start haldo-cardsim
+END
+ctl 4 session show
+expect_equal 'haldoctl: /dev/haldo_host0: Inappropriate ioctl for device' "$(cat "$messages")"
+mv /dev/haldo_away "${nodes[0]}"
 works
 
 # Configuration
@@ -61,12 +72,25 @@ issue   /etc/haldohostswd.conf:2: Colour: unknown key, the line is ignored
 remedy  Remove the line
 END
 configure
-chmod 646 /etc/haldohostswd.conf
-finds <<END
-issue   /etc/haldohostswd.conf can be changed by others than root, who runs what it names: mode 646, owner root:root
+for others in '646 root:root' '664 root:root' '644 alice:root'; do
+    chmod "${others% *}" /etc/haldohostswd.conf
+    chown "${others#* }" /etc/haldohostswd.conf
+    finds <<END
+issue   /etc/haldohostswd.conf can be changed by others than root, who runs what it names: mode ${others/ /, owner }
 remedy  chown root /etc/haldohostswd.conf; chmod 644 /etc/haldohostswd.conf
 END
-chmod 644 /etc/haldohostswd.conf
+done
+rm /etc/haldohostswd.conf
+mkdir /etc/haldohostswd.conf
+ctl 1 doctor # of the programs, too: they are not where the defaults say
+expect_equal "issue   /etc/haldohostswd.conf: Is a directory
+remedy  Put a configuration file in its place" "$(head -n 2 "$results")"
+rmdir /etc/haldohostswd.conf
+# A relative path is taken from /, as by the daemon.
+configure HostSWPath=opt/haldo/bin
+sed -i 1d /etc/haldohostswd.conf
+(cd /tmp && works)
+configure
 
 # Programs
 mkdir /tmp/bin
@@ -80,6 +104,19 @@ remedy  $install_it
 issue   /tmp/bin/haldo_agent is not executable for all: mode 644, owner root:root
 remedy  chmod 755 /tmp/bin/haldo_agent
 END
+chmod 755 /tmp/bin/haldo_agent
+cp /opt/haldo/bin/haldo_starthostsw /tmp/bin
+chmod 700 /tmp/bin
+finds <<END
+issue   /tmp/bin cannot be entered by all: mode 700, owner root:root
+remedy  chmod 755 /tmp/bin
+issue   /tmp/bin cannot be entered by all: mode 700, owner root:root
+remedy  chmod 755 /tmp/bin
+issue   /tmp/bin cannot be entered by all: mode 700, owner root:root
+remedy  chmod 755 /tmp/bin
+END
+chmod 755 /tmp/bin
+works
 rm /tmp/bin/haldo_{xauthority,agent}
 cp /opt/haldo/bin/haldo_{starthostsw,agent} /tmp/bin
 finds <<END
@@ -102,6 +139,11 @@ remedy  Let LogDirLocation in /etc/haldohostswd.conf name a directory that can b
 END
 configure LogDirLocation=/var/log/new/haldo
 works
+mkdir -p /var/log/new/haldo/haldohostsw.0.log
+finds <<END
+issue   the log /var/log/new/haldo/haldohostsw.0.log is no file
+remedy  Take away what has its name
+END
 configure
 
 # The user
@@ -125,6 +167,17 @@ issue   /run/utmp is missing, so that "who -u" names nobody: the agent only serv
 remedy  Create it at boot (tmpfiles.d: f /run/utmp 0664 root utmp -), and use a login manager that records sessions there
 END
 guest-utmp clear
+works
+configure
+login 'b;b' :0
+agent_ends exit 0
+wait_line "$log" '*the haldo agent is not run'
+finds <<END
+issue   the daemon logged: user name with character 0x3B, the haldo agent is not run
+remedy  haldohostswd(8) says under DIAGNOSTICS what it refuses
+END
+logout :0
+wait_event 'agent root *'
 works
 
 # The daemon

@@ -47,10 +47,14 @@ expect_equal haldo.prom "$(ls -A /tmp/textfiles)"
 ctl 1 metrics --output /tmp/nowhere/haldo.prom
 expect_equal 'haldoctl: /tmp/nowhere/haldo.prom: No such file or directory' "$(cat "$messages")"
 mkdir /tmp/textfiles/folder
-ctl 1 metrics --output /tmp/textfiles/folder
-expect_equal 'haldoctl: /tmp/textfiles/folder: Is a directory' "$(cat "$messages")"
+ln -s haldo.prom /tmp/textfiles/link
+for file in folder link; do
+    ctl 1 metrics --output "/tmp/textfiles/$file"
+    expect_equal "haldoctl: /tmp/textfiles/$file: not a regular file, and not replaced" "$(cat "$messages")"
+done
 expect_equal 'folder
-haldo.prom' "$(ls -A /tmp/textfiles)"
+haldo.prom
+link' "$(ls -A /tmp/textfiles)"
 mount -t tmpfs -o size=4k tmpfs /tmp/textfiles
 head -c 4096 /dev/zero >/tmp/textfiles/all
 ctl 1 metrics --output /tmp/textfiles/haldo.prom
@@ -79,6 +83,9 @@ start_daemon
 expect_status 1
 expect_equal 'haldo_log_daemon_starts_total 1
 haldo_log_agent_restarts_total 4' "$(samples haldo_log)"
+configure DaemonLogLevel=2 # a log that leaves out what would be counted
+expect_equal '' "$(samples haldo_log)"
+configure
 rm "$log"
 expect_equal '' "$(samples haldo_log)"
 

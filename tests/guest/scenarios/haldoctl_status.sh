@@ -77,6 +77,8 @@ golden status 0 status
 : >/home/alice/.Xauthority
 expect_equal '  X authority       /home/alice/.Xauthority' "$(daemon_part | grep Xauthority)"
 
+rm /home/alice/.Xauthority
+
 # As a user
 expect_equal 'Card
   /dev/haldo_host0  not permitted: mode 600, owner root:root, you are alice (uid

@@ -3,6 +3,16 @@
 . "$(dirname "${BASH_SOURCE[0]}")/../../haldoctl/lib.sh"
 
 usage_error haldoctl "'foo' is not a command of 'haldoctl'" foo
+usage_error haldoctl "'a\\xC2\\x9B2J' is not a command of 'haldoctl'" $'a\xC2\x9B2J'
+usage_error haldoctl "'é' is not a command of 'haldoctl'" é
+for word in --json=false --verbose=x --verbose=-5; do
+    usage_error haldoctl "${word%=*} takes no value" "$word" status
+done
+usage_error 'haldoctl session watch' '--period needs a value' session watch --period
+usage_error 'haldoctl tag set' '--flags needs a value' tag set --flags=
+usage_error 'haldoctl tag set' "'foo' is one word too many for 'haldoctl tag set'" tag set -- --json foo
+usage_error 'haldoctl metrics' "--output: '' is not the name of a file" metrics --output ''
+usage_error 'haldoctl topology show' "--svg: '' is not the name of a file" topology show --svg ''
 usage_error haldoctl "'--foo' is not an option of 'haldoctl'" --foo session show
 usage_error 'haldoctl session' "'foo' is not a command of 'haldoctl session'" session foo
 usage_error 'haldoctl session' "'haldoctl session' needs a command: show, watch, disconnect, host-state" session
@@ -44,6 +54,10 @@ done
 usage_error 'haldoctl topology send' "'1x1+0+0' is one word too many for 'haldoctl topology send'" \
     topology send - - - - 1x1+0+0
 usage_error 'haldoctl topology send' "'-' has no size: --primary WIDTHxHEIGHT is needed" topology send -
+long=$(printf '%060000d' 0)
+usage_error 'haldoctl topology send' "DISPLAY: '${long}x1+0+0' is not WIDTHxHEIGHT+X+Y[:ROTATION]" \
+    topology send "${long}x1+0+0"
+usage_error 'haldoctl topology send' "--primary: '${long}x1' is not WIDTHxHEIGHT" topology send - --primary "${long}x1"
 for word in 0x5 5x0 5 x5 5x 5xx5 2147483648x1; do
     usage_error 'haldoctl topology send' "--primary: '$word' is not WIDTHxHEIGHT" topology send - --primary "$word"
 done
@@ -70,6 +84,21 @@ visit() {
 }
 visit
 ((levels >= 60)) || fail "only $levels levels have help"
+
+# Colours are for terminals whose users have nothing against them.
+configure LogFileSize=0 Colour=red
+said_on_terminal() { script -qc "haldoctl check-config" /dev/null | tr -d '\r'; }
+plain='/etc/haldohostswd.conf:2: LogFileSize: error: 0 is out of range; allowed: MiB, 1 or more
+/etc/haldohostswd.conf:3: Colour: warning: unknown key, the line is ignored'
+coloured=${plain/error/$'\e[31merror\e[0m'}
+coloured=${coloured/warning/$'\e[33mwarning\e[0m'}
+expect_equal "$coloured" "$(said_on_terminal)"
+expect_equal "$coloured" "$(NO_COLOR='' said_on_terminal)"
+expect_equal "$plain" "$(NO_COLOR=1 said_on_terminal)"
+ctl 1 check-config
+expect_equal "$plain" "$(cat "$results")"
+ctl 1 check-config /dev/zero
+expect_equal 'haldoctl: /dev/zero: longer than 64 MiB' "$(cat "$messages")"
 
 # Where output cannot go it is no success; what is asked for is then said on standard error.
 status=0
