@@ -190,7 +190,7 @@ std::string fish(const std::vector<level>& all)
             text += at;
             for (const std::string& name : one.names)
                 text += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
-            text += one.has_value ? " -r" : "";
+            text += !one.has_value ? "" : one.takes.is_file ? " -r" : " -x";
             text += one.takes.is_file ? " -F" : "";
             text += one.takes.words.empty() ? "" : " -a " + quoted(one.takes.words);
             text += " -d " + quoted(one.description) + "\n";

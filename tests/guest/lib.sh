@@ -53,7 +53,7 @@ fail() {
     local i
     trap - ERR
     for i in "${!BASH_SOURCE[@]}"; do
-        if [[ ${BASH_SOURCE[i]} == */scenarios/* ]]; then
+        if [[ ${BASH_SOURCE[i]} == */scenarios/* && ${BASH_SOURCE[i]} != */lib.sh ]]; then
             echo "line ${BASH_LINENO[i - 1]}: $1"
             break
         fi

@@ -101,6 +101,15 @@ wait_event "$set 08 00 00 00 03 00 00 00 30 32 3A 30 30 3A 30 30 3A 30 30 3A 30 
 wait_event 'HCC release'
 wait_event 'HCC release'
 
+# Of the two parts of net each is shown without the other.
+for part in link_info ipv4_cfg; do
+    haldo-cardsim ctl set "readable=avail_var sess_tag $part"
+    golden "net_$part" 0 net
+done
+haldo-cardsim ctl set readable=all
+wait_event "$get 02 00 00 00 (+248 zero) -> 0"
+wait_event 'HCC release'
+
 golden imaging_show 0 imaging show
 sends <<<'HCC 0x7846 HCC_IOCTL_IMG_USER_CFG_REQ_GET 17 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 -> 0'
 golden imaging_set 0 imaging set 100
@@ -155,7 +164,7 @@ golden cursor_show 0 cursor show --time-stamp 0x01020304
 sends <<<'HDC 0x7909 VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS 08 00 0A 00 04 03 02 01 01 00 00 00 -> 0'
 golden cursor_hide 0 cursor hide --time-stamp 5
 sends <<<'HDC 0x7909 VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS 08 00 0A 00 05 00 00 00 00 00 00 00 -> 0'
-golden cursor_move 0 cursor move 1919 0x437 --time-stamp 6
+golden cursor_move 0 cursor move 1919 0X437 --time-stamp 6
 sends <<<'HDC 0x7908 VESK_HALDO_HDC_IOCTL_KMP_CUR_POS 05 00 0A 00 06 00 00 00 7F 07 37 04 -> 0'
 golden cursor_move_if_new 0 cursor move 1 2 --if-new
 sends <<<'HDC 0x790F VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW 01 00 02 00 -> 0'
@@ -185,11 +194,17 @@ expect_equal 'x           1
 y           2
 time_stamp  -' "$(cat "$results")"
 
+usage_error 'haldoctl session show' "'-' is one word too many for 'haldoctl session show'" session show -
+
 # The end of the session is the last: nothing is connected then.
 wait_event '* VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW 01 00 02 00 -> 0'
 wait_event 'HCC release'
 golden session_disconnect 0 session disconnect --reason 5
 sends <<<"$set 09 00 00 00 05 00 00 00 (+244 zero) -> 0"
+haldo-cardsim ctl set writable=sess_link
+golden session_disconnect_reasonless 0 session disconnect --reason 5
+sends <<<"$set 03 00 00 00 (+248 zero) -> 0"
+haldo-cardsim ctl set writable=all
 golden session_show_none 0 session show
 
 # The link's log is on standard error, and only what was asked for.

@@ -10,6 +10,8 @@ base64 -d >65.png <<<iVBORw0KGgoAAAANSUhEUgAAAEEAAAABCAYAAACBr8MpAAAADUlEQVR42mP
 base64 -d >256.png <<<iVBORw0KGgoAAAANSUhEUgAAAQAAAAABCAYAAAAxWXB3AAAAEUlEQVR42mP4PwpGwSgYsQAAeaf8LkcVgn0AAAAASUVORK5CYII=
 base64 -d >1x127.png <<<iVBORw0KGgoAAAANSUhEUgAAAAEAAAB/CAYAAAAuPag4AAAAEklEQVR42mP4DwQMo8QoQXcCALsu+hR4IOaKAAAAAElFTkSuQmCC
 base64 -d >1x128.png <<<iVBORw0KGgoAAAANSUhEUgAAAAEAAACACAYAAADK+QP0AAAAEklEQVR42mP4DwQMo8QoMTAEAKfT/hBHV9ZJAAAAAElFTkSuQmCC
+# 6x1 px, each second one just bright enough: grey, red with green, blue with green.
+base64 -d >bright.png <<<iVBORw0KGgoAAAANSUhEUgAAAAYAAAABCAIAAAByq0inAAAAG0lEQVR42mOor69vaGj4H87wP4KBYfl/hhX/AVNWCPg190SOAAAAAElFTkSuQmCC
 base64 -w 0 small.png | head -c 60 | base64 -d >cut.png
 
 start_card
@@ -37,6 +39,11 @@ golden cursor_shape_mono 0 cursor shape --mono small.png
 sends <<END
 $context
 $sent 01 81 00 00 02 02 01 01 24 00 00 00 80 00 00 00 00 00 00 00 40 00 00 00 40 00 00 00 -> 0
+END
+ctl 0 cursor shape --mono bright.png
+sends <<END
+$context
+$sent 00 81 00 00 06 01 01 01 1C 00 00 00 54 00 00 00 00 00 00 00 -> 0
 END
 prints cursor shape small.png <<END
 shapes.0.file       small.png

@@ -12,6 +12,14 @@ sends <<<'HCC 0x7842 HCC_IOCTL_IMG_ASYNC_DISP_TOPO_GET 00 00 00 00 (+72 zero) ->
 golden topology_cached 0 topology cached
 sends <<<'HCC 0x7843 HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET 10 00 00 00 (+268 zero) -> 0'
 
+# An entry without a size whose rate is a mark is no failure; the last one decides.
+haldo-cardsim ctl set rate.2=255
+golden topology_cached_not_active 0 topology cached
+haldo-cardsim ctl set rate.3=254
+golden topology_cached_no_caching 0 topology cached
+wait_event 'HCC release'
+wait_event 'HCC release'
+
 golden topology_send 0 topology send 1920x1080+0+0 - 1280x1024-1280+56:0x3 --twinview -1
 wait_event "$session"
 wait_event 'HCC 0x7841 HCC_IOCTL_IMG_DISP_TOPO_SEND 0C 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 80 07 38 04 00 *'
@@ -59,10 +67,15 @@ expect_file "$here/layout.svg" <<'END'
 </svg>
 END
 
-# On a terminal of 40 columns; hexadecimal sizes and positions, and a primary display of its own.
+# drawn_on COLUMNS <<END: the drawing on a terminal that is so wide
+drawn_on() {
+    script -qec "stty cols $1; haldoctl topology show" /dev/null </dev/null | tr -d '\r' | grep '^[^a-z]' >"$results"
+    expect_file "$results"
+}
+
+# Hexadecimal sizes and positions, and a primary display of its own.
 ctl 0 topology send 0x64x0x32+0x0-0x32 100x50+100-50 200x50+0+0 --primary -5x0x10
-script -qec 'stty cols 40; haldoctl topology show' /dev/null | tr -d '\r' | tail -n 11 >"$results"
-expect_file "$results" <<'END'
+drawn_on 40 <<'END'
 +-------------------+------------------+
 | 0                 | 1                |
 | 100x50            | 100x50           |
@@ -74,6 +87,68 @@ expect_file "$results" <<'END'
 |                                      |
 |                                      |
 +--------------------------------------+
+END
+
+# A word has room up to the frame. The width of a terminal can be unknown, or less than the narrowest drawing.
+ctl 0 topology send 5x6+0+0 4x6+5+0 2x6+9+0 68x4+11+0
+drawn_on 0 <<'END'
++----+---+-+-------------------------------------------------------------------+
+| 0  | 1 | | 3                                                                 |
+| 5x6|   | +-------------------------------------------------------------------+
++----+---+-+
+END
+ctl 0 topology send 200x100+0+0
+drawn_on 1 <<'END'
++------------------+
+| 0                |
+| 200x100          |
+|                  |
+|                  |
++------------------+
+END
+# No drawing has more than 40 lines.
+ctl 0 topology send 1080x1920+0+0
+drawn_on 200 <<'END'
++-------------------------------------------+
+| 0                                         |
+| 1080x1920                                 |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
+|                                           |
++-------------------------------------------+
 END
 
 # At the limits of their types, a line, and none at all.

@@ -24,6 +24,21 @@ $look
 $context
 END
 
+# Two whole periods, which the program's start and the way to the journal can only make longer.
+uptime_cs() {
+    local uptime
+    read -r uptime _ </proc/uptime
+    echo "${uptime/./}"
+}
+start=$(uptime_cs)
+haldoctl session watch --period 0.5 >"$results" &
+watcher=$!
+wait_event "$context"
+wait_event "$look"
+wait_event "$look"
+((10#$(uptime_cs) - 10#$start >= 90)) || fail "from $start to $(uptime_cs) hundredths of a second for two periods of 0.5 s"
+ended TERM $watcher
+
 env --default-signal=INT haldoctl session watch --period 0.05 >"$results" &
 watcher=$!
 wait_line "$results" 'connected yes *'
