@@ -9,7 +9,14 @@
 #include <poll.h>
 #include <span>
 #include <string>
+#include <sys/un.h>
 #include <vector>
+
+// Returns a path that a socket can have. Throws std::invalid_argument for one that is empty or too long.
+const std::string& socket_path(const std::string& path);
+
+// The address of a socket there, for both sides.
+sockaddr_un socket_address(const std::string& path);
 
 class control_socket
 {
@@ -22,7 +29,7 @@ public:
     using command = std::function<std::string(std::span<const std::string> words)>;
 
     // Listens at path, which only this process's user can open, in place of what another card has left there. Throws
-    // std::system_error.
+    // std::runtime_error, also when somebody listens there.
     control_socket(std::string path, command execute);
     ~control_socket();
 
@@ -32,7 +39,8 @@ public:
     // Adds what this socket waits for.
     void wait_for(std::vector<pollfd>& descriptors) const;
 
-    // Does what can be done without waiting. No client holds up another one.
+    // Does what can be done without waiting: one connection more, and one step of each. No client holds up another one,
+    // and of too many the one that has waited longest with its command goes.
     void serve();
 
 private:
@@ -50,5 +58,6 @@ private:
     std::string m_path;
     command m_execute;
     int m_listener;
+    bool m_can_accept = true;
     std::list<connection> m_connections;
 };

@@ -5,9 +5,9 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -54,9 +54,7 @@ int fail(exit_status status, const std::string& what)
 
 int connect_to(const std::string& path)
 {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    const sockaddr_un address = socket_address(path);
     const int card = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (connect(card, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0)
         return card;
@@ -94,17 +92,21 @@ int run_ctl(int argc, char** argv)
 {
     std::string path = DEFAULT_CONTROL;
     std::vector<std::string> words(argv + 1, argv + argc);
-    if (!words.empty() && words[0] == "--help") {
-        std::fputs(help, stdout);
-        return std::fflush(stdout) == 0 ? DONE : fail(FAILED, "standard output");
-    }
+    if (!words.empty() && words[0] == "--help")
+        return print(help);
     if (!words.empty() && words[0] == "--control") {
         if (words.size() == 1)
             refuse("'--control' needs a value");
-        path = words[1];
+        try {
+            path = socket_path(words[1]);
+        } catch (const std::invalid_argument& error) {
+            refuse(std::string("--control: ") + error.what());
+        }
         words.erase(words.begin(), words.begin() + 2);
     }
-    if (!words.empty() && words[0].starts_with("-"))
+    if (words.empty())
+        refuse("a command is missing");
+    if (words[0].starts_with("-"))
         refuse("'" + words[0] + "' is not an option");
 
     // The card draws, and the file is this user's, below this directory.
@@ -127,9 +129,5 @@ int run_ctl(int argc, char** argv)
     const std::string text = reply.substr(1);
     if (reply[0] == control_socket::REFUSED)
         refuse(text);
-    if (!file.empty())
-        return save(file, text);
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
-        return fail(FAILED, "standard output");
-    return DONE;
+    return file.empty() ? print(text) : save(file, text);
 }

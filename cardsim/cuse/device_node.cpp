@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <string>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace
@@ -39,6 +40,12 @@ void on_release(fuse_req_t request, fuse_file_info*) noexcept
 {
     node_of(request).card.release(node_of(request).node);
     fuse_reply_err(request, 0);
+}
+
+// The client of a delayed reply was signalled. One that is to die does not until it has its reply.
+void on_interrupt(fuse_req_t request, void* node) noexcept
+{
+    static_cast<device_node*>(node)->hasten(request);
 }
 
 // The kernel takes as much of a client's memory as this for one request, and no more.
@@ -98,15 +105,28 @@ fuse_session* new_session(device_node& owner)
     return cuse_lowlevel_new(&args, &info, &operations, &owner);
 }
 
+constexpr char cuse[] = "/dev/cuse";
+
+[[noreturn]] void fail_to_open()
+{
+    throw std::system_error(errno, std::generic_category(), std::string(cuse) + " cannot be opened");
+}
+
 } // namespace
+
+void device_node::require_cuse()
+{
+    if (access(cuse, R_OK | W_OK) != 0)
+        fail_to_open();
+}
 
 device_node::device_node(cardsim::card& served, eVESK_NODE which, const char* where)
     : card(served), node(which), path(where), m_session(new_session(*this), fuse_session_destroy)
 {
     // Without O_NONBLOCK a client that dies between poll and read would block both nodes.
-    const int channel = open("/dev/cuse", O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    const int channel = open(cuse, O_RDWR | O_CLOEXEC | O_NONBLOCK);
     if (channel < 0)
-        throw std::system_error(errno, std::generic_category(), "/dev/cuse cannot be opened");
+        fail_to_open();
     // The library takes a descriptor that is already open by this name.
     if (!m_session || fuse_session_mount(m_session.get(), ("/dev/fd/" + std::to_string(channel)).c_str()) != 0)
         throw std::system_error(EIO, std::generic_category(), "/dev/cuse cannot be used");
@@ -120,10 +140,23 @@ device_node::~device_node()
 
 void device_node::reply(outcome&& end, std::uint32_t delay_ms)
 {
-    if (delay_ms == 0)
+    if (delay_ms == 0) {
         send(end);
-    else
-        m_delayed.emplace(clock::now() + std::chrono::milliseconds(delay_ms), std::move(end));
+        return;
+    }
+    const fuse_req_t request = end.request;
+    m_delayed.emplace(clock::now() + std::chrono::milliseconds(delay_ms), std::move(end));
+    fuse_req_interrupt_func(request, on_interrupt, this);
+}
+
+void device_node::hasten(fuse_req_t request)
+{
+    const auto found = std::ranges::find_if(m_delayed, [=](const auto& one) { return one.second.request == request; });
+    if (found == m_delayed.end())
+        return;
+    auto hastened = m_delayed.extract(found);
+    hastened.key() = {};
+    m_delayed.insert(std::move(hastened));
 }
 
 void device_node::send_due(clock::time_point now)

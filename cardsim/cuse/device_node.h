@@ -14,6 +14,9 @@
 class device_node
 {
 public:
+    // Throws std::system_error when this process may not use /dev/cuse.
+    static void require_cuse();
+
     // Asks the kernel for the node at path, which exists once serve has been called for the kernel's first events.
     // served: what answers; it outlives this object. Throws std::system_error when /dev/cuse cannot be used.
     device_node(cardsim::card& served, eVESK_NODE node, const char* path);
@@ -47,6 +50,9 @@ public:
 
     // Replies, now or later: the one place that ends an ioctl.
     void reply(outcome&& end, std::uint32_t delay_ms = 0);
+
+    // Its delayed reply is due now.
+    void hasten(fuse_req_t request);
 
 private:
     using clock = std::chrono::steady_clock;

@@ -19,7 +19,9 @@
 #include <memory>
 #include <poll.h>
 #include <span>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <sys/signalfd.h>
 #include <system_error>
 #include <unistd.h>
@@ -40,7 +42,7 @@ class line_file
 {
 public:
     // option: which one it is, for messages. flags: beside those of every file.
-    line_file(const char* option, const std::string& path, int flags) : m_option(option), m_is_wanted(!path.empty())
+    line_file(const char* option, const std::string& path, int flags = 0) : m_option(option), m_is_wanted(!path.empty())
     {
         if (m_is_wanted)
             m_fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0644);
@@ -58,15 +60,34 @@ public:
     bool is_wanted() const { return m_is_wanted; }
     bool is_good() const { return !m_is_wanted || m_fd >= 0; }
 
-    // One write a line: other programs append to the same file.
-    void write_line(std::string_view text) const
+    // Without what was in it. What is no file, as a pipe, stays as it is.
+    void empty()
+    {
+        if (m_fd >= 0 && ftruncate(m_fd, 0) != 0 && errno != EINVAL)
+            give_up();
+    }
+
+    // One write a line: other programs append to the same file. A file that one fails for takes no more.
+    void write_line(std::string_view text)
     {
         const std::string line = std::string(text) + "\n";
-        if (m_is_wanted && write(m_fd, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
-            std::fprintf(stderr, "haldo-cardsim: %s: %s\n", m_option, std::strerror(errno));
+        for (std::string_view rest = line; m_fd >= 0 && !rest.empty();) {
+            const ssize_t length = write(m_fd, rest.data(), rest.size());
+            if (length < 0)
+                give_up();
+            else
+                rest.remove_prefix(static_cast<std::size_t>(length));
+        }
     }
 
 private:
+    void give_up()
+    {
+        std::fprintf(stderr, "haldo-cardsim: %s: %s\n", m_option, std::strerror(errno));
+        close(m_fd);
+        m_fd = -1;
+    }
+
     const char* m_option;
     bool m_is_wanted;
     int m_fd = -1;
@@ -92,6 +113,7 @@ int open_end_signals()
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGHUP);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     return signalfd(-1, &signals, SFD_CLOEXEC);
 }
@@ -136,25 +158,21 @@ std::unique_ptr<control_socket> open_control(const std::string& path, control_so
 {
     try {
         return std::make_unique<control_socket>(path, std::move(execute));
-    } catch (const std::system_error& error) {
+    } catch (const std::runtime_error& error) {
         std::fprintf(stderr, "haldo-cardsim: control socket: %s\n", error.what());
         return nullptr;
     }
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+exit_status run(const options& given)
 {
-    if (argc > 1 && std::strcmp(argv[1], "ctl") == 0)
-        return run_ctl(argc - 1, argv + 1);
-    const options given = parse_options(argc, argv);
-
+    std::signal(SIGPIPE, SIG_IGN);
+    device_node::require_cuse();
     if (is_taken(VESK_NODE_PATH_HCC) || is_taken(VESK_NODE_PATH_HDC))
         return EXIT_FAILED;
-    const line_file journal("journal", given.journal, O_APPEND);
-    const line_file words("words", given.words, O_APPEND);
-    const line_file record("record", given.record, O_TRUNC);
+    line_file journal("journal", given.journal, O_APPEND);
+    line_file words("words", given.words, O_APPEND);
+    line_file record("record", given.record);
     if (!journal.is_good() || !words.is_good() || !record.is_good())
         return EXIT_FAILED;
 
@@ -162,14 +180,19 @@ int main(int argc, char** argv)
     cardsim::card card(start.offered, [&journal](std::string_view line) { journal.write_line(line); });
     card.kept = start.kept;
     card.seed(given.seed);
-    for (const std::string& line : cardsim::record_start(start, given.seed))
-        record.write_line(line);
     const auto execute = [&card, &record](std::span<const std::string> command) {
         const std::string answer = cardsim::control(card, command);
         if (cardsim::changes_card(command[0]))
             record.write_line(cardsim::record_line(command));
         return answer;
     };
+    const auto control = open_control(given.control, execute);
+    if (!control)
+        return EXIT_FAILED;
+
+    record.empty();
+    for (const std::string& line : cardsim::record_start(start, given.seed))
+        record.write_line(line);
     if (!given.profile.session.empty())
         execute(std::vector<std::string>{"connect", given.profile.session});
     for (const auto& fault : given.faults)
@@ -181,13 +204,19 @@ int main(int argc, char** argv)
                 record.write_line(cardsim::record_line(one));
         };
 
-    const auto control = open_control(given.control, execute);
-    if (!control)
-        return EXIT_FAILED;
+    const exit_status end = serve(card, *control, open_end_signals());
+    return journal.is_good() && words.is_good() && record.is_good() ? end : EXIT_FAILED;
+}
 
-    const int end_signals = open_end_signals();
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc > 1 && std::strcmp(argv[1], "ctl") == 0)
+        return run_ctl(argc - 1, argv + 1);
+    const options given = parse_options(argc, argv);
     try {
-        return serve(card, *control, end_signals);
+        return run(given);
     } catch (const std::system_error& error) {
         std::fprintf(stderr, "haldo-cardsim: %s; load the kernel module cuse and run as root\n", error.what());
         return EXIT_NO_CUSE;

@@ -1,6 +1,8 @@
 #include "options.h"
 
 #include "control.h"
+#include "control_socket.h"
+#include "haldo_version.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -23,7 +25,7 @@ constexpr char help[] =
        haldo-cardsim ctl [--control SOCKET] COMMAND [WORD]...
 
 Simulates a host card: makes /dev/haldo_host0 and /dev/haldo_host1 with the kernel's CUSE and answers as a card and
-its driver would, until SIGTERM or SIGINT. Needs the kernel module cuse and root.
+its driver would, until SIGTERM, SIGINT or SIGHUP. Needs the kernel module cuse and root.
 
   --profile FILE|NAME     what firmware and client offer and hold, before all other options: a file, whose name has a
                           '/', or brokered, client-idle-hide, client-sc, full or minimal-firmware
@@ -32,7 +34,7 @@ its driver would, until SIGTERM or SIGINT. Needs the kernel module cuse and root
   --writable-map N        variables that can be written, as a bit map (0x7803, variable 0)
   --context FIELD=N       set a field of the client's KMP context (0x7822), as cur_shape_caches=3; may be given
                           repeatedly
-  --session IP            start with a connected session of the client at IP, a text of at most 35 characters
+  --session IP            start with a connected session of the client at IP, a word of at most 35 characters
   --fail CODE[=ERRNO]     let every request CODE fail with ERRNO, a name or a number (EIO); may be given repeatedly
   --seed N                seed of the random bytes that replies are filled with (1)
   --journal FILE          append a line to FILE for every open, release and request
@@ -40,19 +42,21 @@ its driver would, until SIGTERM or SIGINT. Needs the kernel module cuse and root
   --record FILE           write every request to FILE, so that it can be replayed
   --control SOCKET        where ctl finds the card (/run/haldo-cardsim.socket)
   --help                  print this text
+  --version               print the version
 
 N and CODE are decimal, or hexadecimal with 0x. All is offered unless a map or the context says otherwise. Records
 above 128 KiB do not pass the kernel: they fail with ENOMEM.
 
-Exit status: 0 ended by a signal, 1 failed while running, 2 wrong command line, 4 /dev/cuse missing or not permitted.
+Exit status: 0 ended by a signal, 1 failed while running or a line could not be written, 2 wrong command line,
+4 /dev/cuse missing or not permitted.
 )";
 
-// Where NAME.profile is found: beside the installed program, and in the checkout that it was built from.
+// Where NAME.profile is found: beside the program, built or installed.
 std::vector<std::string> profile_directories()
 {
     std::error_code error;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    return {program.parent_path() / INSTALLED_PROFILES, CHECKOUT_PROFILES};
+    const auto directory = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+    return {directory / "profiles", directory / INSTALLED_PROFILES};
 }
 
 std::string bit_map(const std::string& text)
@@ -102,7 +106,7 @@ constexpr known_option known_options[] = {
     {"journal", [](options& to, const std::string& value) { to.journal = value; }},
     {"words", [](options& to, const std::string& value) { to.words = value; }},
     {"record", [](options& to, const std::string& value) { to.record = value; }},
-    {"control", [](options& to, const std::string& value) { to.control = value; }},
+    {"control", [](options& to, const std::string& value) { to.control = socket_path(value); }},
 };
 
 } // namespace
@@ -113,13 +117,23 @@ void refuse(const std::string& sentence)
     std::exit(2);
 }
 
+int print(std::string_view text)
+{
+    if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0)
+        return 0;
+    std::perror("haldo-cardsim: standard output");
+    return 1;
+}
+
 options parse_options(int argc, char** argv)
 {
     constexpr int HELP = std::size(known_options);
+    constexpr int VERSION = HELP + 1;
     std::vector<option> names;
     for (int i = 0; i < HELP; ++i)
         names.push_back({known_options[i].name, required_argument, nullptr, i});
     names.push_back({"help", no_argument, nullptr, HELP});
+    names.push_back({"version", no_argument, nullptr, VERSION});
     names.push_back({});
 
     std::multimap<int, std::string> given; // in the order of the table
@@ -133,10 +147,10 @@ options parse_options(int argc, char** argv)
             refuse(in_quotes(word) + " needs a value");
         if (found == '?')
             refuse(in_quotes(word) + " is not an option");
-        if (found == HELP) {
-            std::fputs(help, stdout);
-            std::exit(0);
-        }
+        if (found == HELP)
+            std::exit(print(help));
+        if (found == VERSION)
+            std::exit(print("haldo-cardsim " HALDO_VERSION "\n"));
         given.emplace(found, optarg);
     }
     if (optind < argc)

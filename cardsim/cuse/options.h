@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 inline constexpr const char* DEFAULT_CONTROL = "/run/haldo-cardsim.socket";
@@ -26,6 +27,9 @@ struct options {
 // Ends the process with status 2 and two lines on standard error, of which this is the first.
 [[noreturn]] void refuse(const std::string& sentence);
 
-// Reads the command line. Asked for help it prints it and ends the process with status 0; a command line that it does
-// not understand ends it with refuse, which names the word.
+// Writes text to standard output. Returns the exit status: 1, after a message, when that cannot be done.
+int print(std::string_view text);
+
+// Reads the command line. Asked for help or the version it prints that and ends the process; a command line that it
+// does not understand ends it with refuse, which names the word.
 options parse_options(int argc, char** argv);

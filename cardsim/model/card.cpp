@@ -212,17 +212,28 @@ card::reply card::serve(eVESK_NODE node, std::uint32_t code, std::span<std::uint
 
 void card::order(std::uint32_t code, int result, unsigned nth)
 {
-    m_orders.push_back({code, from_first(code, nth), effect::RESULT, result});
+    add_order({code, nth, effect::RESULT, result});
 }
 
 void card::order_delay(std::uint32_t code, std::uint32_t ms, unsigned nth)
 {
-    m_orders.push_back({code, from_first(code, nth), effect::DELAY, ms});
+    add_order({code, nth, effect::DELAY, ms});
 }
 
 void card::order_random(std::uint32_t code, unsigned nth)
 {
-    m_orders.push_back({code, from_first(code, nth), effect::RANDOM, 1});
+    add_order({code, nth, effect::RANDOM, 1});
+}
+
+void card::add_order(ordered one)
+{
+    if (one.nth != every)
+        one.nth += requests(one.code);
+    std::erase_if(m_orders, [&one](const ordered& earlier) {
+        return earlier.code == one.code && earlier.what == one.what && (one.nth == every || one.nth == earlier.nth);
+    });
+    if (one.nth != every || one.value != 0)
+        m_orders.push_back(one);
 }
 
 void card::order_nothing(std::uint32_t code)
@@ -232,13 +243,9 @@ void card::order_nothing(std::uint32_t code)
 
 std::vector<card::ordered> card::orders() const
 {
-    std::vector<ordered> coming;
-    for (ordered one : m_orders) {
-        if (one.nth != every && one.nth <= requests(one.code))
-            continue;
+    std::vector<ordered> coming = m_orders;
+    for (ordered& one : coming)
         one.nth -= one.nth != every ? requests(one.code) : 0;
-        coming.push_back(one);
-    }
     return coming;
 }
 
@@ -320,10 +327,12 @@ card::reply card::answer(eVESK_NODE node, std::uint32_t code, std::span<std::uin
     ++m_seen[code];
     const int ordered_result = static_cast<int>(order_in_effect(code, effect::RESULT));
     const auto delay_ms = static_cast<std::uint32_t>(order_in_effect(code, effect::DELAY));
+    const bool is_random = order_in_effect(code, effect::RANDOM) != 0;
+    std::erase_if(m_orders, [&](const ordered& one) { return one.code == code && one.nth == requests(code); });
     if (ordered_result < 0)
         return {ordered_result, delay_ms};
     const int result = (this->*handlers.at(code))(record);
-    if (result == 0 && order_in_effect(code, effect::RANDOM) != 0)
+    if (result == 0 && is_random)
         std::ranges::generate(record, [this] { return static_cast<std::uint8_t>(m_random()); });
     return {result == 0 ? ordered_result : result, delay_ms};
 }

@@ -256,7 +256,7 @@ private:
     static const std::map<std::uint32_t, handler> handlers;
 
     reply answer(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record);
-    unsigned from_first(std::uint32_t code, unsigned nth) const { return nth == every ? every : requests(code) + nth; }
+    void add_order(ordered one);
     std::int64_t order_in_effect(std::uint32_t code, effect what) const;
     void write_journal(std::string_view line) const;
     int keep_preference(std::span<const std::uint8_t> record, eVESK_HALDO_IMG_MSG message, std::uint32_t* preference);

@@ -20,22 +20,18 @@ using words = std::span<const std::string>;
 
 constexpr int schema_version = 1;
 
-unsigned nth_word(words given, std::size_t at)
-{
-    if (given.size() <= at)
-        return card::every;
-    const auto nth = parse_number(given[at]);
-    if (!nth || *nth == card::every)
-        throw std::invalid_argument(in_quotes(given[at]) + " is not a number from 1 on");
-    return *nth;
-}
-
 std::uint32_t number_up_to(std::uint32_t max, const std::string& text)
 {
     const auto number = parse_number(text);
     if (!number || *number == 0 || *number > max)
         throw std::invalid_argument(in_quotes(text) + " is not a number from 1 to " + std::to_string(max));
     return *number;
+}
+
+unsigned nth_word(words given, std::size_t at)
+{
+    constexpr std::uint32_t last = 1000000000;
+    return given.size() > at ? number_up_to(last, given[at]) : card::every;
 }
 
 std::string connect(card& to, words given)
@@ -200,8 +196,11 @@ int parse_errno(std::string_view text)
     const auto number = parse_number(text);
     for (int error = 1; error < 256; ++error) {
         const char* name = strerrorname_np(error);
-        if (name != nullptr && (text == name || number == static_cast<std::uint32_t>(error)))
-            return error;
+        if (name == nullptr || (text != name && number != static_cast<std::uint32_t>(error)))
+            continue;
+        if (error == ENOSYS) // the kernel makes it ENOTTY
+            throw std::invalid_argument(in_quotes(text) + " cannot reach a client");
+        return error;
     }
     throw std::invalid_argument(in_quotes(text) + " is not an errno");
 }

@@ -29,6 +29,11 @@ const char* node_name(eVESK_NODE node)
     return node == VESK_NODE_HCC ? "HCC" : "HDC";
 }
 
+std::string code_text(std::uint32_t code)
+{
+    return formatted("0x%04X", code);
+}
+
 std::string bytes_text(std::span<const std::uint8_t> record)
 {
     const auto last = std::find_if(record.rbegin(), record.rend(), [](std::uint8_t byte) { return byte != 0; });
@@ -58,8 +63,8 @@ std::string event_line(eVESK_NODE node, std::string_view event)
 std::string request_line(eVESK_NODE node, std::uint32_t code, std::span<const std::uint8_t> record, int result)
 {
     const sVESK_REQUEST_STRUCT* known = find_request(code);
-    return event_line(node, formatted("0x%04X ", code)) + (known != nullptr ? known->name : "unknown") +
-           bytes_text(record) + " -> " + result_text(result);
+    return event_line(node, code_text(code)) + " " + (known != nullptr ? known->name : "unknown") + bytes_text(record) +
+           " -> " + result_text(result);
 }
 
 } // namespace cardsim

@@ -33,8 +33,9 @@ std::string event_line(eVESK_NODE node, std::string_view event);
 // are the tail. A tail of 16 bytes or more is written as "(+N zero)".
 std::string request_line(eVESK_NODE node, std::uint32_t code, std::span<const std::uint8_t> record, int result);
 
-// The parts of these lines: NODE; a blank and BYTES, or nothing; RESULT.
+// The parts of these lines: NODE; CODE; a blank and BYTES, or nothing; RESULT.
 const char* node_name(eVESK_NODE node);
+std::string code_text(std::uint32_t code);
 std::string bytes_text(std::span<const std::uint8_t> record);
 std::string result_text(int result);
 

@@ -1,5 +1,7 @@
 #include "profile.h"
 
+#include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <stdexcept>
 
@@ -26,6 +28,11 @@ std::string session_address(std::string_view text)
 {
     if (text.empty() || text.size() >= sizeof(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT::ip))
         throw std::invalid_argument(in_quotes(text) + " has no length between 1 and 35");
+    const auto* const other =
+        std::ranges::find_if(text, [](unsigned char character) { return character == ' ' || std::iscntrl(character); });
+    if (other != text.end())
+        throw std::invalid_argument(in_quotes({text.begin(), other}) +
+                                    " is followed by a blank or a control character");
     return std::string(text);
 }
 

@@ -26,7 +26,7 @@ struct profile {
     std::string session; // the client's address; empty: no session
 };
 
-// The address of a session's client: 1 to 35 characters. Throws std::invalid_argument for another text.
+// The address of a session's client: one word of 1 to 35 characters. Throws std::invalid_argument for another text.
 std::string session_address(std::string_view text);
 
 // Reads a profile. name: the file, for messages. Throws std::invalid_argument, "FILE:LINE: 'WORD' is not ...".

@@ -171,7 +171,7 @@ std::string words_of(const card::exchange& one)
     const std::string result = " -> " + result_text(one.end.result);
     std::string start = std::string(node_name(one.node)) + " ";
     if (known == nullptr)
-        return start + "request " + std::to_string(one.code) + result;
+        return start + "request " + code_text(one.code) + result;
     start += short_name(*known);
     const std::size_t length = record_length(one.code, one.sent);
     if (one.sent.size() != length)

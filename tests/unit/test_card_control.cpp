@@ -48,6 +48,14 @@ TEST_F(CardControl, connects_and_disconnects_a_client)
     EXPECT_EQ(state()["session"], (json{{"flags", 0}, {"transitions", 2}, {"ip", ""}}));
 }
 
+TEST_F(CardControl, leaves_nothing_of_the_address_before)
+{
+    run({"connect", "192.0.2.100"});
+    run({"connect", "192.0.2.5"});
+    const std::string_view ip(card.kept.sess_link.ip, sizeof(card.kept.sess_link.ip));
+    EXPECT_EQ(ip, "192.0.2.5" + std::string(sizeof(card.kept.sess_link.ip) - 9, '\0'));
+}
+
 TEST_F(CardControl, sets_a_key_whose_value_may_have_blanks)
 {
     EXPECT_EQ(run({"set", "context.hoip_enable=0"}), "");
@@ -71,6 +79,14 @@ TEST_F(CardControl, lets_requests_fail_or_return_a_value)
     EXPECT_EQ(speed().result, -EAGAIN);
     run({"normal", "30987"});
     EXPECT_EQ(speed().result, 0);
+}
+
+TEST_F(CardControl, counts_far_ahead)
+{
+    speed();
+    run({"fail", "0x790B", "EIO", "1000000000"});
+    EXPECT_EQ(speed().result, 0);
+    EXPECT_EQ(state()["orders"][0]["nth"], 999999999);
 }
 
 TEST_F(CardControl, delays_a_reply_whatever_its_result)
@@ -145,6 +161,26 @@ TEST_F(CardControl, tells_the_orders_that_are_still_to_come)
     EXPECT_EQ(speed().result, 0);
 }
 
+TEST_F(CardControl, keeps_of_two_orders_for_the_same_request_the_later_one)
+{
+    run({"fail", "0x790B", "EIO", "2"});
+    run({"return", "0x790B", "3", "1"});
+    run({"delay", "0x790B", "5", "2"});
+    run({"fail", "0x7801", "EIO", "2"});
+    speed();
+    run({"fail", "0x790B", "EBUSY", "1"});
+    const json delayed{{"request", "KMP_CUR_SPD_GET"}, {"nth", 1}, {"delay_ms", 5}};
+    const json other{{"request", "HMI_AVAIL_CMD"}, {"nth", 2}, {"result", "EIO"}};
+    EXPECT_EQ(state()["orders"],
+              (json{delayed, other, {{"request", "KMP_CUR_SPD_GET"}, {"nth", 1}, {"result", "EBUSY"}}}));
+    run({"fail", "0x790B", "EAGAIN"});
+    EXPECT_EQ(state()["orders"],
+              (json{delayed, other, {{"request", "KMP_CUR_SPD_GET"}, {"nth", "every"}, {"result", "EAGAIN"}}}));
+    EXPECT_EQ(speed().result, -EAGAIN);
+    card.order(0x790B, 0);
+    EXPECT_EQ(state()["orders"], json::array({other}));
+}
+
 TEST_F(CardControl, tells_what_the_client_shows_and_what_the_driver_was_told)
 {
     bytes shape{3, 0, 0x0A, 0, 0, 0, 0, 0, 0, 0x82, 5, 6, 1, 1, 0, 0, 24, 0, 0, 0, 1, 2, 3, 4};
@@ -190,14 +226,19 @@ TEST_F(CardControl, refuses_what_is_wrong)
     expect_refused("'now' is one word too many", {"disconnect", "now"});
     expect_refused("'x' is one word too many", {"fail", "0x7801", "EIO", "1", "x"});
     expect_refused("'' has no length between 1 and 35", {"connect", ""});
+    expect_refused("'a' is followed by a blank or a control character", {"connect", "a b"});
     expect_refused("'port' is not KEY=VALUE", {"set", "port"});
     expect_refused("'x' is not a number of 32 bits", {"set", "port=x"});
     expect_refused("'0x1' is not the code of a request", {"fail", "0x1", "EIO"});
     expect_refused("'CUR_SPD_GET' is not the code of a request", {"random", "CUR_SPD_GET"});
     expect_refused("'EWHAT' is not an errno", {"fail", "0x7801", "EWHAT"});
     expect_refused("'0' is not an errno", {"fail", "0x7801", "0"});
-    expect_refused("'0' is not a number from 1 on", {"fail", "0x7801", "EIO", "0"});
-    expect_refused("'x' is not a number from 1 on", {"random", "0x7801", "x"});
+    expect_refused("'ENOSYS' cannot reach a client", {"fail", "0x7801", "ENOSYS"});
+    expect_refused("'0x26' cannot reach a client", {"fail", "0x7801", "0x26", "1"});
+    expect_refused("'0' is not a number from 1 to 1000000000", {"fail", "0x7801", "EIO", "0"});
+    expect_refused("'4294967295' is not a number from 1 to 1000000000", {"fail", "0x7801", "EIO", "4294967295"});
+    expect_refused("'1000000001' is not a number from 1 to 1000000000", {"delay", "0x7801", "1", "1000000001"});
+    expect_refused("'x' is not a number from 1 to 1000000000", {"random", "0x7801", "x"});
     expect_refused("'0' is not a number from 1 to 2147483647", {"return", "0x7801", "0"});
     expect_refused("'2147483648' is not a number from 1 to 2147483647", {"return", "0x7801", "2147483648"});
     expect_refused("'3600001' is not a number from 1 to 3600000", {"delay", "0x7801", "3600001"});

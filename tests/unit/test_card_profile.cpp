@@ -228,6 +228,10 @@ TEST(CardProfile, names_file_line_and_word)
     EXPECT_EQ(error_of([&] { read("session = " + long_ip); }),
               "some.profile:1: '" + long_ip + "' has no length between 1 and 35");
     EXPECT_EQ(read("session = " + long_ip.substr(1)).session, long_ip.substr(1));
+    for (const char* address : {"a b", "a\tb", "a\nb", "a\x7F"})
+        EXPECT_EQ(error_of([&] { cardsim::session_address(address); }),
+                  "'a' is followed by a blank or a control character");
+    EXPECT_EQ(cardsim::session_address("d\xC3\xA9sk"), "d\xC3\xA9sk");
 }
 
 const std::string shipped = SHIPPED_PROFILES;

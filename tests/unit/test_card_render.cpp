@@ -110,6 +110,7 @@ TEST_F(CardRender, draws_the_displays_where_they_are)
 TEST_F(CardRender, draws_an_empty_box_without_a_display)
 {
     set("display.1", "none");
+    set("display.2", "5x0+9+9");
     set("display.3", "0x5+9+9");
     const auto drawn = scene_of(card);
     EXPECT_EQ(drawn.rectangles, (std::vector<rectangle>{{0, 0, 640, 480, outside}}));

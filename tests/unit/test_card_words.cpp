@@ -142,7 +142,9 @@ TEST_F(CardWords, tell_no_fields_of_what_is_not_a_record)
     card.request(VESK_NODE_HDC, 0x790B, record);
     EXPECT_EQ(words.back(), "HDC KMP_CUR_SPD_GET length=9 -> EINVAL");
     card.request(VESK_NODE_HDC, 0x5401, record);
-    EXPECT_EQ(words.back(), "HDC request 21505 -> ENOTTY");
+    EXPECT_EQ(words.back(), "HDC request 0x5401 -> ENOTTY");
+    card.request(VESK_NODE_HCC, 0x8004E250, record);
+    EXPECT_EQ(words.back(), "HCC request 0x8004E250 -> ENOTTY");
     bytes shape(20);
     shape[18] = 4;
     EXPECT_EQ(cardsim::words_of({VESK_NODE_HDC, 0x7906, shape, shape, {-ENOMEM}, false}),
@@ -200,11 +202,14 @@ TEST_F(CardRecord, has_the_reply_of_a_request_that_succeeds)
     request(0x7801);
     card.order(0x790B, -EIO);
     request(0x790B);
+    card.order(0x790B, 7);
+    EXPECT_EQ(request(0x790B), "HDC KMP_CUR_SPD_GET -> 7 value=100");
     EXPECT_EQ(record, (std::vector<std::string>{
                           "HDC 0x790B HDC_IOCTL_KMP_CUR_SPD_GET 00 00 00 00 00 00 00 00 -> 0 = 00 00 00 00 64 00 00 00",
                           "HDC 0x7912 HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB -> 0",
                           "HCC 0x7801 HCC_IOCTL_HMI_AVAIL_CMD 00 00 00 00 (+28 zero) -> 0 = 07 00 00 00 (+28 zero)",
                           "HDC 0x790B HDC_IOCTL_KMP_CUR_SPD_GET 00 00 00 00 00 00 00 00 -> EIO",
+                          "HDC 0x790B HDC_IOCTL_KMP_CUR_SPD_GET 00 00 00 00 00 00 00 00 -> 7 = 00 00 00 00 64 00 00 00",
                       }));
 }
 
@@ -238,6 +243,27 @@ TEST_F(CardRecord, is_replayed_on_a_new_card_without_a_difference)
     issue(0x7802, {4});
     issue(0x7822, {2});
     EXPECT_EQ(replay(written), std::vector<std::string>());
+}
+
+TEST_F(CardRecord, is_replayed_from_the_text_of_the_program)
+{
+    take(cardsim::record_start({}, 7));
+    EXPECT_EQ(replay(written + R"(> connect 192.0.2.77
+> fail 30979 5
+> set tag.text=desk  2
+HCC 0x7801 HCC_IOCTL_HMI_AVAIL_CMD 00 00 00 00 (+28 zero) -> 0 = 07 00 00 00 (+28 zero)
+HDC 0x7903 HDC_IOCTL_KMP_FEAT_STAT_GET 00 00 00 00 00 00 00 00 -> EIO
+HDC 0x1234 unknown -> ENOTTY
+HCC 0x7803 HCC_IOCTL_HMI_VAR_SET 03 00 00 00 (+248 zero) -> 0 = 03 00 00 00 (+248 zero)
+> random KMP_CUR_SPD_GET 1
+HDC 0x790B HDC_IOCTL_KMP_CUR_SPD_GET 00 00 00 00 00 00 00 00 -> 0 = AF C4 19 F6 43 D3 97 67
+> return HDC_IOCTL_KMP_HOIP_HOST_RDY 7 2
+HDC 0x7913 HDC_IOCTL_KMP_HOIP_HOST_RDY -> 0
+HDC 0x7913 HDC_IOCTL_KMP_HOIP_HOST_RDY -> 7
+> normal
+HDC 0x7903 HDC_IOCTL_KMP_FEAT_STAT_GET 00 00 00 00 00 00 00 00 -> 0 = 00 00 00 00 00 0C 0B 0A
+)"),
+              std::vector<std::string>());
 }
 
 TEST_F(CardRecord, shows_what_is_different_and_where)

@@ -31,6 +31,19 @@ wait_event 'HDC 0x7911 *'
 wait_event 'HDC 0x7901 *'
 expect_present /proc/"$late"
 
+# One that is killed while it waits is gone at once; the card serves on.
+haldo-cardsim ctl delay HMI_AVAIL_CMD 3600000 1
+guest-link imaging >"$output" &
+killed=$!
+four_have_asked() { [ "$(times 'HCC 0x7801 .*')" = 5 ]; }
+wait_until four_have_asked
+kill -KILL "$killed"
+expect_gone "$killed"
+wait "$killed" || true
+su alice -c "/opt/haldo/bin/guest-link imaging" >"$here/client3"
+expect_equal "$(dateless "$here/client1")" "$(dateless "$here/client3")"
+expect_present /proc/"$late"
+
 # The late one's reply comes when the card ends.
 kill %1
 wait %1 "$late"

@@ -29,6 +29,14 @@ words=(render picture.gif)
 ctl_fails 2 "haldo-cardsim: 'picture.gif' ends neither in .png nor in .svg" "Try 'haldo-cardsim --help'."
 words=(render /nonexistent/picture.png)
 ctl_fails 1 'haldo-cardsim: /nonexistent/picture.png: No such file or directory'
+for path in '' "/run/$(printf '%0103d' 0)"; do
+    words=(--control "$path" state)
+    ctl_fails 2 "haldo-cardsim: --control: '$path' has no length between 1 and 107" "Try 'haldo-cardsim --help'."
+done
+words=(set "tag.text=$(printf '%04096d' 0)")
+ctl_fails 2 'haldo-cardsim: the command is longer than 4096 bytes' "Try 'haldo-cardsim --help'."
+words=(connect 'a b')
+ctl_fails 2 "haldo-cardsim: 'a' is followed by a blank or a control character" "Try 'haldo-cardsim --help'."
 words=(--control /run/other state)
 ctl_fails 4 'haldo-cardsim: /run/other: No such file or directory'
 ctl --help >"$output"

@@ -37,3 +37,35 @@ expect_file "$output" <<END
 haldo-cardsim: --profile: $here/own.profile:1: 'all' is not a number of 32 bits
 Try 'haldo-cardsim --help'.
 END
+
+# Every one that ships.
+while read -r profile ip line; do
+    start_card --profile "$profile"
+    haldo-cardsim ctl state >"$output"
+    wait_line "$output" "    \"ip\": \"$ip\""
+    wait_line "$output" "    $line"
+    kill %1
+    wait %1
+done <<'END'
+full 192.0.2.77 "haldo_kmp_1_supported": 1,
+minimal-firmware 192.0.2.77 "haldo_kmp_1_supported": 0,
+client-sc 192.0.2.81 "2": "1920x1080+2560+180",
+client-idle-hide 192.0.2.82 "idle_hide": 30,
+brokered 192.0.2.90 "text": "brokered desk"
+END
+
+# Installed it finds them in its share; without that it knows none.
+mkdir -p "$here/usr/bin" "$here/usr/share/haldo-cardsim"
+cp /opt/haldo/build/cardsim/haldo-cardsim "$here/usr/bin"
+PATH=$here/usr/bin:$PATH
+result=0
+haldo-cardsim --profile full >"$output" 2>&1 || result=$?
+expect_equal 2 "$result"
+expect_file "$output" <<END
+haldo-cardsim: --profile: 'full' is not a profile; a file's name has a '/'
+Try 'haldo-cardsim --help'.
+END
+cp /opt/haldo/build/cardsim/profiles/full.profile "$here/usr/share/haldo-cardsim"
+start_card --profile full
+haldo-cardsim ctl state >"$output"
+wait_line "$output" '    "ip": "192.0.2.77"'

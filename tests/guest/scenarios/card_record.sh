@@ -1,7 +1,7 @@
 # The simulated card tells every request in words, also one that is too long to be carried, and records all but that.
 words="$here/words"
 record="$here/record"
-start_card --words "$words" --record "$record" --profile full --fail 0x7903=EIO --context cur_shape_cache_size=131052
+start_card --words "$words" --record "$record" --session 192.0.2.77 --fail 0x7903=EIO --context cur_shape_cache_size=131052
 chmod 666 "${nodes[@]}"
 haldo-cardsim ctl set tag.text=desk 2
 haldo-cardsim ctl state >/dev/null
@@ -42,4 +42,9 @@ result=0
 haldo-cardsim --control /nonexistent/socket 2>"$output" || result=$?
 expect_equal 1 "$result"
 expect_file "$output" <<<'haldo-cardsim: control socket: /nonexistent/socket: No such file or directory'
+# A card that does not start leaves the record as it is.
+cp "$record" "$here/before"
+haldo-cardsim --record "$record" --control /nonexistent/socket 2>"$output" || true
+haldo-cardsim --record "$record" --words /nonexistent/words 2>"$output" || true
+cmp "$record" "$here/before"
 expect_absent "${nodes[@]}"

@@ -20,6 +20,9 @@ refused "--command-map: 'all' is not a number of 32 bits" --command-map all
 refused "--fail: '0x1' is not the code of a request" --fail 0x1
 refused "--fail: 'EWHAT' is not an errno" --fail 0x7801=EWHAT
 refused "--session: '' has no length between 1 and 35" --session ''
+refused "--session: 'a' is followed by a blank or a control character" --session $'a\nb'
+refused "--fail: 'ENOSYS' cannot reach a client" --fail 0x7801=ENOSYS
+refused "--control: '' has no length between 1 and 107" --control ''
 refused "--context: 'hoip_enable' is not FIELD=N" --context hoip_enable
 refused "--context: 'hoip' is not a field of the context" --context hoip=1
 refused "--context: 'reserved' is not a field of the context" --context reserved=1
@@ -34,8 +37,25 @@ refused "--profile: 'fuller' is not a profile; a file's name has a '/'" --profil
 refused "--profile: './fuller' cannot be read" --profile ./fuller
 refused "--seed: 'x' is not a number of 32 bits" --seed x
 
+expect_equal "haldo-cardsim $version" "$(haldo-cardsim --version)"
+for asked in --help --version 'ctl --help'; do
+    result=0
+    # shellcheck disable=SC2086
+    haldo-cardsim $asked >/dev/full 2>"$output" || result=$?
+    expect_equal 1 "$result"
+    expect_file "$output" <<<'haldo-cardsim: standard output: No space left on device'
+done
 haldo-cardsim --help >"$output"
 wait_line "$output" 'Usage: haldo-cardsim \[OPTION\]...'
+
+# Who may not use CUSE learns that before anything is opened.
+echo kept >"$here/record"
+chmod 666 "$here/record"
+result=0
+su alice -c "/opt/haldo/bin/haldo-cardsim --record $here/record" 2>"$here/errors" || result=$?
+expect_equal 4 "$result"
+expect_file "$here/errors" <<<'haldo-cardsim: /dev/cuse cannot be opened: Permission denied; load the kernel module cuse and run as root'
+expect_file "$here/record" <<<kept
 
 # The manual has every option and command, and no other.
 manual=/opt/haldo/checkout/man/haldo-cardsim.1
