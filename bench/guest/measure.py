@@ -1,12 +1,12 @@
 """Run in the guest by bench/guest/run: measures the daemon beside its peers. usage: measure.py PEERS [PART...]
 
 Rows go to /out/rows, everything else to standard output. Times are CLOCK_MONOTONIC as the programs of stub.c write them
-into a FIFO; ours and the reference take turns, and both count with the least of their times: whatever else a shared
-machine does only adds to one.
+into a FIFO; ours and the reference take turns, and the median of each counts.
 """
 import ctypes
 import json
 import os
+import random
 import re
 import shutil
 import signal
@@ -134,11 +134,13 @@ def start_time(command):
 
 
 def turns(measure, what, rounds):
-    """The median of what `measure` gives for each of `what`, which take turns, so that whatever else the machine does
-    meets all."""
+    """The median of what `measure` gives for each of `what`, which take turns, in another order each round: whatever
+    else the machine does, and what one leaves behind, meets all."""
     values = [[] for _ in what]
+    turn = list(zip(values, what))
     for _ in range(rounds):
-        for taken, one in zip(values, what):
+        random.shuffle(turn)
+        for taken, one in turn:
             found = measure(one)
             taken += found if isinstance(found, list) else [found]
     for taken, one in zip(values, what):
