@@ -217,7 +217,7 @@ known<local_user> user_on_display()
 
 known<std::string> x_authority(const configuration& config)
 {
-    const std::string why = obstacle(config.path + "/" + XAUTHORITY_LOOKUP);
+    const std::string why = obstacle(config.path + "/" + XAUTHORITY_LOOKUP).why;
     if (!why.empty())
         return {{}, why};
     if (geteuid() != 0)
@@ -230,21 +230,21 @@ known<std::string> x_authority(const configuration& config)
     return {std::string(found, std::strcspn(found, "\n")), ""};
 }
 
-std::string obstacle(const std::string& program)
+program_obstacle obstacle(const std::string& program)
 {
     struct stat status {
     };
     if (stat(program.c_str(), &status) != 0)
-        return errno == ENOENT ? program + " is missing" : errno_text(program);
+        return {errno == ENOENT ? program + " is missing" : errno_text(program), ""};
     if (!S_ISREG(status.st_mode))
-        return program + " is no file";
+        return {program + " is no file", ""};
     if ((status.st_mode & 0111) != 0111)
-        return program + " is not executable for all: " + mode_and_owner(program);
+        return {program + " is not executable for all: " + mode_and_owner(program), program};
     for (auto folder = std::filesystem::path(program).parent_path(); folder.has_relative_path();
          folder = folder.parent_path())
         if (stat(folder.c_str(), &status) == 0 && (status.st_mode & 0001) == 0)
-            return folder.string() + " cannot be entered by all: " + mode_and_owner(folder);
-    return "";
+            return {folder.string() + " cannot be entered by all: " + mode_and_owner(folder), folder};
+    return {};
 }
 
 std::string node_obstacle(const char* path)

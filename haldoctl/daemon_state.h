@@ -60,8 +60,13 @@ bool has_login_records();
 // What the lookup program says; empty when that is nothing. Only root is told.
 known<std::string> x_authority(const configuration& config);
 
-// What keeps a program of the agent's side from running, in words; empty when nothing does.
-std::string obstacle(const std::string& program);
+// What keeps a program of the agent's side from running, in words, empty when nothing does; and the file or folder
+// whose mode it is, if it is one.
+struct program_obstacle {
+    std::string why;
+    std::string closed;
+};
+program_obstacle obstacle(const std::string& program);
 
 // What keeps a device node from being opened, in words; empty when nothing does.
 std::string node_obstacle(const char* path);

@@ -66,11 +66,11 @@ void look_at_programs(findings& all, const configuration& config)
 {
     for (const char* name : {LAUNCHER, AGENT, XAUTHORITY_LOOKUP}) {
         const std::string program = config.path + "/" + name;
-        const std::string why = obstacle(program);
+        const auto [why, closed] = obstacle(program);
         if (why.empty())
             continue;
-        if (access(program.c_str(), F_OK) == 0)
-            all.push_back({why, "chmod 755 " + why.substr(0, why.find(' '))});
+        if (!closed.empty())
+            all.push_back({why, "chmod 755 " + closed});
         else
             all.push_back({why, "Install it there, or let HostSWPath in " + std::string(CONFIG_FILE) +
                                     " name the directory that it is in"});

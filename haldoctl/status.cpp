@@ -163,7 +163,7 @@ fact why_no_agent(const known<configuration>& config, const known<process>& daem
     if (!config.value)
         return unknown(config.why);
     for (const char* name : {LAUNCHER, AGENT})
-        if (const std::string why = obstacle(config.value->path + "/" + name); !why.empty())
+        if (const std::string why = obstacle(config.value->path + "/" + name).why; !why.empty())
             return because(why);
     if (user.value && user.value->name == "root" && config.value->record.DaemonRootHaldoAgent == 0)
         return because("root is logged in, and DaemonRootHaldoAgent is 0");

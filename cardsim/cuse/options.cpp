@@ -2,7 +2,6 @@
 
 #include "control.h"
 #include "control_socket.h"
-#include "haldo_version.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -118,6 +118,13 @@ END
 chmod 755 /tmp/bin
 works
 rm /tmp/bin/haldo_{xauthority,agent}
+mkdir /tmp/bin/haldo_agent
+cp /opt/haldo/bin/haldo_xauthority /tmp/bin
+finds <<END
+issue   /tmp/bin/haldo_agent is no file
+remedy  $install_it
+END
+rm -r /tmp/bin/haldo_{xauthority,agent}
 cp /opt/haldo/bin/haldo_{starthostsw,agent} /tmp/bin
 finds <<END
 issue   /tmp/bin/haldo_xauthority is missing
