@@ -2,14 +2,12 @@
 
 #include <fuse3/cuse_lowlevel.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <string>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -109,7 +107,7 @@ constexpr char cuse[] = "/dev/cuse";
 
 [[noreturn]] void fail_to_open()
 {
-    throw std::system_error(errno, std::generic_category(), std::string(cuse) + " cannot be opened");
+    throw no_cuse(errno, std::generic_category(), std::string(cuse) + " cannot be opened");
 }
 
 } // namespace
@@ -129,12 +127,12 @@ device_node::device_node(cardsim::card& served, eVESK_NODE which, const char* wh
         fail_to_open();
     // The library takes a descriptor that is already open by this name.
     if (!m_session || fuse_session_mount(m_session.get(), ("/dev/fd/" + std::to_string(channel)).c_str()) != 0)
-        throw std::system_error(EIO, std::generic_category(), "/dev/cuse cannot be used");
+        throw no_cuse(EIO, std::generic_category(), "/dev/cuse cannot be used");
 }
 
 device_node::~device_node()
 {
-    send_due(clock::time_point::max());
+    m_delayed.send_all(send);
     std::free(m_buffer.mem);
 }
 
@@ -145,34 +143,13 @@ void device_node::reply(outcome&& end, std::uint32_t delay_ms)
         return;
     }
     const fuse_req_t request = end.request;
-    m_delayed.emplace(clock::now() + std::chrono::milliseconds(delay_ms), std::move(end));
+    m_delayed.add(delay_ms, std::move(end));
     fuse_req_interrupt_func(request, on_interrupt, this);
 }
 
 void device_node::hasten(fuse_req_t request)
 {
-    const auto found = std::ranges::find_if(m_delayed, [=](const auto& one) { return one.second.request == request; });
-    if (found == m_delayed.end())
-        return;
-    auto hastened = m_delayed.extract(found);
-    hastened.key() = {};
-    m_delayed.insert(std::move(hastened));
-}
-
-void device_node::send_due(clock::time_point now)
-{
-    while (!m_delayed.empty() && m_delayed.begin()->first <= now) {
-        send(m_delayed.begin()->second);
-        m_delayed.erase(m_delayed.begin());
-    }
-}
-
-int device_node::timeout_ms() const
-{
-    if (m_delayed.empty())
-        return -1;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_delayed.begin()->first - clock::now());
-    return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+    m_delayed.hasten([=](const outcome& one) { return one.request == request; });
 }
 
 bool device_node::serve()
@@ -180,6 +157,6 @@ bool device_node::serve()
     const int size = fuse_session_receive_buf(m_session.get(), &m_buffer);
     if (size > 0)
         fuse_session_process_buf(m_session.get(), &m_buffer);
-    send_due(clock::now());
+    m_delayed.send_due(send);
     return fuse_session_exited(m_session.get()) == 0;
 }

@@ -1,24 +1,30 @@
 // One of the card's two nodes in /dev, made by the kernel's CUSE and served by this process.
 #pragma once
 
+#include "../delayed_replies.h"
 #include "card.h"
 
 #include <fuse3/fuse_lowlevel.h>
 
-#include <chrono>
 #include <cstdint>
-#include <map>
 #include <memory>
+#include <system_error>
 #include <vector>
+
+// /dev/cuse cannot be used.
+class no_cuse : public std::system_error
+{
+    using std::system_error::system_error;
+};
 
 class device_node
 {
 public:
-    // Throws std::system_error when this process may not use /dev/cuse.
+    // Throws no_cuse when this process may not use /dev/cuse.
     static void require_cuse();
 
     // Asks the kernel for the node at path, which exists once serve has been called for the kernel's first events.
-    // served: what answers; it outlives this object. Throws std::system_error when /dev/cuse cannot be used.
+    // served: what answers; it outlives this object. Throws no_cuse.
     device_node(cardsim::card& served, eVESK_NODE node, const char* path);
 
     // Takes the node out of /dev. What clients still ask of it fails.
@@ -35,7 +41,7 @@ public:
     bool serve();
 
     // How long poll may wait for this node: until its next delayed reply is due, -1 when there is none.
-    int timeout_ms() const;
+    int timeout_ms() const { return m_delayed.timeout_ms(); }
 
     cardsim::card& card;
     const eVESK_NODE node;
@@ -55,11 +61,7 @@ public:
     void hasten(fuse_req_t request);
 
 private:
-    using clock = std::chrono::steady_clock;
-
-    void send_due(clock::time_point now);
-
     std::unique_ptr<fuse_session, void (*)(fuse_session*)> m_session;
     fuse_buf m_buffer{};
-    std::multimap<clock::time_point, outcome> m_delayed;
+    delayed_replies<outcome> m_delayed;
 };

@@ -20,11 +20,14 @@ namespace
 using cardsim::in_quotes;
 
 constexpr char help[] =
-    R"(Usage: haldo-cardsim [OPTION]...
+    R"(Usage: haldo-cardsim run [OPTION]... [--] PROGRAM [ARGUMENT]...
+       haldo-cardsim [OPTION]...
        haldo-cardsim ctl [--control SOCKET] COMMAND [WORD]...
 
-Simulates a host card: makes /dev/haldo_host0 and /dev/haldo_host1 with the kernel's CUSE and answers as a card and
-its driver would, until SIGTERM, SIGINT or SIGHUP. Needs the kernel module cuse and root.
+Simulates a host card: answers at /dev/haldo_host0 and /dev/haldo_host1 as a card and its driver would. With run it
+does so for PROGRAM and all that it starts, and ends with it; no root and no node is needed. Without, it makes both
+nodes with the kernel's CUSE for the whole machine, until SIGTERM, SIGINT or SIGHUP; that needs the kernel module cuse
+and root.
 
   --profile FILE|NAME     what firmware and client offer and hold, before all other options: a file, whose name has a
                           '/', or brokered, client-idle-hide, client-sc, full or minimal-firmware
@@ -39,15 +42,16 @@ its driver would, until SIGTERM, SIGINT or SIGHUP. Needs the kernel module cuse 
   --journal FILE          append a line to FILE for every open, release and request
   --words FILE            append a line to FILE for every request, in words, with its time
   --record FILE           write every request to FILE, so that it can be replayed
-  --control SOCKET        where ctl finds the card (/run/haldo-cardsim.socket)
+  --control SOCKET        where ctl finds the card (/run/haldo-cardsim.socket; with run, PROGRAM finds its own)
   --help                  print this text
   --version               print the version
 
 N and CODE are decimal, or hexadecimal with 0x. All is offered unless a map or the context says otherwise. Records
-above 128 KiB do not pass the kernel: they fail with ENOMEM.
+above 128 KiB do not pass CUSE: they fail with ENOMEM.
 
 Exit status: 0 ended by a signal, 1 failed while running or a line could not be written, 2 wrong command line,
-4 /dev/cuse missing or not permitted.
+4 /dev/cuse missing or not permitted. With run that of PROGRAM, 128 and the signal's number when one ended it; 127 and
+126 when it is not found or not executable, 125 when it could not be run for another reason.
 )";
 
 // Where NAME.profile is found: beside the program, built or installed.
@@ -124,7 +128,7 @@ int print(std::string_view text)
     return 1;
 }
 
-options parse_options(int argc, char** argv)
+options parse_options(int argc, char** argv, behind_options wanted)
 {
     constexpr int HELP = std::size(known_options);
     constexpr int VERSION = HELP + 1;
@@ -152,10 +156,12 @@ options parse_options(int argc, char** argv)
             std::exit(print("haldo-cardsim " HALDO_VERSION "\n"));
         given.emplace(found, optarg);
     }
-    if (optind < argc)
-        refuse(in_quotes(argv[optind]) + " is one word too many");
-
     options result;
+    result.command.assign(argv + optind, argv + argc);
+    if (wanted == behind_options::COMMAND && result.command.empty())
+        refuse("the program to run is missing");
+    if (wanted == behind_options::NOTHING && !result.command.empty())
+        refuse(in_quotes(result.command[0]) + " is one word too many");
     for (const auto& [which, value] : given) {
         try {
             known_options[which].take(result, value);

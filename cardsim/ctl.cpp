@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
@@ -27,7 +28,8 @@ enum exit_status {
 constexpr char help[] =
     R"(Usage: haldo-cardsim ctl [--control SOCKET] COMMAND [WORD]...
 
-Steers the simulated card that listens at SOCKET (/run/haldo-cardsim.socket).
+Steers the simulated card that listens at SOCKET: without it, in a program that haldo-cardsim run runs, its own card,
+elsewhere the one at /run/haldo-cardsim.socket.
 
   connect IP               a client's session comes
   disconnect               it goes
@@ -90,7 +92,8 @@ int save(const std::string& path, const std::string& picture)
 
 int run_ctl(int argc, char** argv)
 {
-    std::string path = DEFAULT_CONTROL;
+    const char* const own = std::getenv(CONTROL_VARIABLE);
+    std::string path = own != nullptr ? own : DEFAULT_CONTROL;
     std::vector<std::string> words(argv + 1, argv + argc);
     if (!words.empty() && words[0] == "--help")
         return print(help);
