@@ -24,5 +24,6 @@ target_compile_options(product INTERFACE
     -fno-exceptions -fno-rtti -fno-threadsafe-statics
     # What a program does not use of the libraries is left out when it is linked, and none of it shows from outside.
     -ffunction-sections -fdata-sections -fvisibility=hidden
+    $<$<BOOL:${HALDO_SANITIZE}>:-O2> # as much the code that ships as sanitizers leave of it
     # Text is kept in buffers of fixed size, and cut where it is longer: that is meant.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-format-truncation>)

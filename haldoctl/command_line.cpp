@@ -107,7 +107,7 @@ void print_document(const std::string& command, const char* name, const json& co
 }
 
 // Objects below the result are written as "name.field", arrays of them as "name.0.field".
-void collect(const json& value, const std::string& name, std::vector<std::pair<std::string, std::string>>& lines)
+void collect_lines(const json& value, const std::string& name, std::vector<std::pair<std::string, std::string>>& lines)
 {
     const bool has_objects =
         value.is_array() && std::ranges::any_of(value, [](const json& one) { return one.is_structured(); });
@@ -116,7 +116,7 @@ void collect(const json& value, const std::string& name, std::vector<std::pair<s
         return;
     }
     for (const auto& [key, below] : value.items())
-        collect(below, name.empty() ? key : name + "." + key, lines);
+        collect_lines(below, name.empty() ? key : name + "." + key, lines);
 }
 
 failure missing_node(int code)
@@ -227,7 +227,7 @@ std::string harmless(const std::string& text)
 std::string fields(const json& result)
 {
     std::vector<std::pair<std::string, std::string>> lines;
-    collect(result, "", lines);
+    collect_lines(result, "", lines);
     std::size_t width = 0;
     for (const auto& [name, value] : lines)
         width = std::max(width, name.size());

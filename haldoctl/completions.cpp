@@ -39,7 +39,7 @@ value taken_by(const CLI::Option* one)
     return found;
 }
 
-void collect(const CLI::App& app, const std::string& name, std::vector<level>& all)
+void collect_levels(const CLI::App& app, const std::string& name, std::vector<level>& all)
 {
     level here{name, app.get_description(), {}, {}};
     for (const CLI::Option* const one : app.get_options()) {
@@ -58,7 +58,7 @@ void collect(const CLI::App& app, const std::string& name, std::vector<level>& a
     }
     all.push_back(here);
     for (const CLI::App* const below : app.get_subcommands(nullptr))
-        collect(*below, name + " " + below->get_name(), all);
+        collect_levels(*below, name + " " + below->get_name(), all);
 }
 
 // The words that can stand right behind a level's name.
@@ -153,7 +153,7 @@ std::string zsh(const std::vector<level>& all)
 }
 
 // A word between single quotes of fish.
-std::string quoted(const std::string& text)
+std::string fish_quoted(const std::string& text)
 {
     std::string all = "'";
     for (const char c : text)
@@ -172,7 +172,7 @@ std::string fish(const std::vector<level>& all)
                        "        if contains -- \"$level $word\"";
     for (const level& here : all)
         if (!here.name.empty())
-            text += " " + quoted(here.name);
+            text += " " + fish_quoted(here.name);
     text += "\n"
             "            set level \"$level $word\"\n"
             "        end\n"
@@ -181,24 +181,24 @@ std::string fish(const std::vector<level>& all)
             "end\n"
             "complete -c haldoctl -f\n";
     for (const level& here : all) {
-        const std::string at = "complete -c haldoctl -n " + quoted("__haldoctl_is_at " + quoted(here.name));
+        const std::string at = "complete -c haldoctl -n " + fish_quoted("__haldoctl_is_at " + fish_quoted(here.name));
         if (!here.name.empty())
             text += "complete -c haldoctl -n " +
-                    quoted("__haldoctl_is_at " + quoted(here.name.substr(0, here.name.rfind(' ')))) + " -a " +
-                    here.name.substr(here.name.rfind(' ') + 1) + " -d " + quoted(here.description) + "\n";
+                    fish_quoted("__haldoctl_is_at " + fish_quoted(here.name.substr(0, here.name.rfind(' ')))) + " -a " +
+                    here.name.substr(here.name.rfind(' ') + 1) + " -d " + fish_quoted(here.description) + "\n";
         for (const option& one : here.options) {
             text += at;
             for (const std::string& name : one.names)
                 text += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
             text += !one.has_value ? "" : one.takes.is_file ? " -r" : " -x";
             text += one.takes.is_file ? " -F" : "";
-            text += one.takes.words.empty() ? "" : " -a " + quoted(one.takes.words);
-            text += " -d " + quoted(one.description) + "\n";
+            text += one.takes.words.empty() ? "" : " -a " + fish_quoted(one.takes.words);
+            text += " -d " + fish_quoted(one.description) + "\n";
         }
         if (here.operand.is_file)
             text += at + " -F\n";
         if (!here.operand.words.empty())
-            text += at + " -a " + quoted(here.operand.words) + "\n";
+            text += at + " -a " + fish_quoted(here.operand.words) + "\n";
     }
     return text;
 }
@@ -206,7 +206,7 @@ std::string fish(const std::vector<level>& all)
 json completions(context& given, const CLI::App& root, const std::string& shell)
 {
     std::vector<level> all;
-    collect(root, "", all);
+    collect_levels(root, "", all);
     given.text = shell == "bash" ? bash(all) : shell == "zsh" ? zsh(all) : fish(all);
     return {{"shell", shell}, {"script", *given.text}};
 }

@@ -64,7 +64,7 @@ static_assert(std::size(rules) == CONFIG_KEY_COUNT);
 
 // --- Words ---
 
-std::string quoted(std::string_view text)
+std::string in_quotes(std::string_view text)
 {
     std::string all = "'";
     all += text;
@@ -211,7 +211,7 @@ void checker::check_piece(std::string piece, bool is_rest)
     }
     const key_rule& rule = rules[index];
     if (rest != nullptr && static_cast<std::size_t>(rest - piece.data()) + value.size() < whole.size())
-        error("a second '=' ends the value, which is " + quoted(value), "no '=' in a value");
+        error("a second '=' ends the value, which is " + in_quotes(value), "no '=' in a value");
     if (rule.is == kind::number)
         check_number(rule, value);
     else
@@ -247,11 +247,11 @@ void checker::check_number(const key_rule& rule, const std::string& value)
     const auto number = static_cast<std::int32_t>(wide);
     const std::string counts = " counts as " + std::to_string(number);
     if (end == text.c_str())
-        error(quoted(text) + " is no number and" + counts, rule.allowed);
+        error(in_quotes(text) + " is no number and" + counts, rule.allowed);
     else if (*end != '\0')
-        error(quoted(text) + " has more than a number and" + counts, rule.allowed);
+        error(in_quotes(text) + " has more than a number and" + counts, rule.allowed);
     else if (number != wide || errno == ERANGE)
-        error(quoted(text) + " has more than 32 bits and" + counts, rule.allowed);
+        error(in_quotes(text) + " has more than 32 bits and" + counts, rule.allowed);
     else if (number < rule.min || number > rule.max)
         error(std::to_string(number) + " is out of range", rule.allowed);
 }
@@ -266,7 +266,7 @@ void checker::check_text(const key_rule& rule, const std::string& value)
     if (!value.empty() && value.back() == '\r')
         error("a carriage return belongs to the value", "a line that ends in a newline alone");
     else if (std::ranges::any_of(value, [](unsigned char c) { return c < ' ' || c == 0x7F; }))
-        error("a control character belongs to the value " + quoted(value), rule.allowed);
+        error("a control character belongs to the value " + in_quotes(value), rule.allowed);
     if (const std::size_t at = value.find_first_of("'\"`$\\"); at != std::string::npos)
         error("the launcher's command line cannot carry the character "s + value[at], rule.allowed);
     if (rule.is != kind::options)
@@ -278,15 +278,15 @@ void checker::check_path(const key_rule& rule, const std::string& value)
     if (value.empty())
         error("the value is empty", rule.allowed);
     else if (value.find('#') != std::string::npos)
-        error("a '#' in a value begins no comment: the value is " + quoted(value), rule.allowed);
+        error("a '#' in a value begins no comment: the value is " + in_quotes(value), rule.allowed);
     else if (value.find(' ') != std::string::npos)
-        error("a blank belongs to the value " + quoted(value), rule.allowed);
+        error("a blank belongs to the value " + in_quotes(value), rule.allowed);
     else if (const std::size_t at = value.find_first_of("&;|<>()*?[]{}~!"); at != std::string::npos)
         error("the character "s + value[at] + " is special to the shell that runs the command", rule.allowed);
     else if (rule.is == kind::log_directory && value.size() < PATH_MIN_LENGTH)
-        error(quoted(value) + " is too short: the log stays where it is", rule.allowed);
+        error(in_quotes(value) + " is too short: the log stays where it is", rule.allowed);
     else if (value.front() != '/')
-        warning(quoted(value) + " is not absolute and is taken from /", rule.allowed);
+        warning(in_quotes(value) + " is not absolute and is taken from /", rule.allowed);
 }
 
 // The shortest command line that these texts can give.

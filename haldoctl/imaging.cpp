@@ -9,20 +9,20 @@ namespace
 
 constexpr int PREFERENCE_MAX = 100;
 
-json show(context& given)
+json show_requested(context& given)
 {
     sVESK_HALDO_LINK_IMG_USER_CFG_STRUCT cfg{};
     given.require(given.link().img_user_cfg_req_get(&cfg), "the imaging preference");
     return {{"qual", cfg.qual}, {"b2l", cfg.b2l}};
 }
 
-json set(context& given, unsigned int preference)
+json set_preference(context& given, unsigned int preference)
 {
     given.require(given.link().img_user_cfg_set(preference), "to set the imaging preference");
     return {{"preference", preference}};
 }
 
-json cache(context& given, unsigned int preference)
+json cache_preference(context& given, unsigned int preference)
 {
     given.require(given.link().img_user_cfg_cache_set(preference), "to set the cached imaging preference");
     return {{"cached_preference", preference}};
@@ -33,12 +33,12 @@ json cache(context& given, unsigned int preference)
 void add_imaging(command_line& line)
 {
     CLI::App& imaging = line.add_group(line.root(), "imaging", "The user's imaging preference");
-    line.add(imaging, "show", "What the client requested", show);
+    line.add(imaging, "show", "What the client requested", show_requested);
     auto preference = std::make_shared<unsigned int>();
     for (CLI::App* const setting : {line.add(imaging, "set", "Set it for the running session",
-                                             [=](context& given) { return set(given, *preference); }),
+                                             [=](context& given) { return set_preference(given, *preference); }),
                                     line.add(imaging, "cache", "Set it for sessions to come",
-                                             [=](context& given) { return cache(given, *preference); })})
+                                             [=](context& given) { return cache_preference(given, *preference); })})
         setting->add_option("PREFERENCE", *preference, "The preference")
             ->required()
             ->transform(number(0, PREFERENCE_MAX));

@@ -8,7 +8,7 @@ namespace
 {
 
 // The driver closes a path whose node is closed, so that one which is to stay open is held.
-json open(context& given, bool holds)
+json open_path(context& given, bool holds)
 {
     cVESK_HALDO_LINK& link = given.link();
     link.start();
@@ -24,7 +24,7 @@ json open(context& given, bool holds)
     return {{"open", !holds}};
 }
 
-json close(context& given)
+json close_path(context& given)
 {
     given.require(given.link().hdc_close(), "to close the KMP path");
     return {{"open", false}};
@@ -136,10 +136,10 @@ void add_kmp(command_line& line)
     CLI::App& kmp = line.add_group(line.root(), "kmp", "Keyboard, mouse and pointer");
     auto holds = std::make_shared<bool>(false);
     line.add(kmp, "open", "Open the path; the driver may close it when the command ends",
-             [=](context& given) { return open(given, *holds); })
+             [=](context& given) { return open_path(given, *holds); })
         ->add_flag("--hold", *holds, "Hold it open until interrupted, and close it then")
         ->disable_flag_override();
-    line.add(kmp, "close", "Close the path", close);
+    line.add(kmp, "close", "Close the path", close_path);
     line.add(kmp, "context", "What firmware and client have agreed on", show_context);
     line.add(kmp, "status", "The status of local cursor and keyboard, and the driver's last one", show_status);
 
