@@ -3,7 +3,11 @@
 // "Requests".
 #pragma once
 
+#include <bit>
 #include <cstdint>
+
+static_assert(std::endian::native == std::endian::little,
+              "the card's records are little-endian: big-endian processors are not supported");
 
 // The driver's two device nodes.
 enum eVESK_NODE : int {
