@@ -64,7 +64,7 @@ static void read_line(char* line)
         break;
     case CONFIG_INTEGER:
         if (value != nullptr)
-            entry.int_value = static_cast<std::int32_t>(std::strtol(value, nullptr, 10));
+            entry.int_value = static_cast<std::int32_t>(std::strtoll(value, nullptr, 10));
         break;
     default:
         VESK_LOG_AS("get_config", VESK_LOG_ERROR, "Illegal type %d in lookup table at index %d field %s", entry.type,

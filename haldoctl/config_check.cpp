@@ -243,7 +243,7 @@ void checker::check_number(const key_rule& rule, const std::string& value)
     }
     errno = 0;
     char* end = nullptr;
-    const long wide = std::strtol(text.c_str(), &end, 10);
+    const long long wide = std::strtoll(text.c_str(), &end, 10);
     const auto number = static_cast<std::int32_t>(wide);
     const std::string counts = " counts as " + std::to_string(number);
     if (end == text.c_str())

@@ -230,7 +230,7 @@ TEST(get_config, keeps_a_number_without_a_value)
     });
 }
 
-// What strtol makes of the text in base 10, which is the choice of this daemon.
+// What strtoll makes of the text in base 10, which is the choice of this daemon.
 TEST(get_config, converts_what_is_a_number_and_ignores_the_rest)
 {
     struct {
@@ -261,9 +261,9 @@ TEST(get_config, converts_what_is_a_number_and_ignores_the_rest)
     }
 }
 
-// The choice of this daemon: a number is taken as strtol gives it, its nearest one where there are too many digits, and
-// reduced to 32 bits.
-TEST(get_config, reduces_what_strtol_gives_to_32_bits)
+// The choice of this daemon: a number is taken as strtoll gives it, its nearest one where there are too many digits,
+// and reduced to 32 bits.
+TEST(get_config, reduces_what_strtoll_gives_to_32_bits)
 {
     const std::pair<const char*, std::int32_t> cases[] = {
         {"2147483648", INT_MIN},
