@@ -1,9 +1,23 @@
 # What every room is built with, and what product code must meet on top.
 
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # Logs above 2 GiB and times after 2038, as with 64 bits.
+    add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 if(HALDO_HARDEN)
+    include(CheckCXXCompilerFlag)
     include(CheckPIESupported)
     check_pie_supported()
-    add_compile_options(-fstack-protector-strong -fstack-clash-protection -fcf-protection)
+    add_compile_options(-fstack-protector-strong -fstack-clash-protection)
+    # Each processor's own guard of jumps and returns.
+    foreach(flag IN ITEMS -fcf-protection -mbranch-protection=standard)
+        string(MAKE_C_IDENTIFIER "has${flag}" has_flag)
+        check_cxx_compiler_flag(${flag} ${has_flag})
+        if(${has_flag})
+            add_compile_options(${flag})
+            break()
+        endif()
+    endforeach()
     add_compile_definitions(_FORTIFY_SOURCE=2)
     add_link_options(-Wl,-z,relro,-z,now)
 endif()
