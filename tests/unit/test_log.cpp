@@ -85,8 +85,8 @@ protected:
         }
         const std::string program = std::filesystem::read_symlink("/proc/self/exe");
         const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
-        std::FILE* copy = popen(("HALDO_TEST_COPY=1 env -u GTEST_TOTAL_SHARDS -u GTEST_SHARD_INDEX '" + program +
-                                 "' --gtest_filter=log_output." + test +
+        std::FILE* copy = popen(("HALDO_TEST_COPY=1 env -u GTEST_TOTAL_SHARDS -u GTEST_SHARD_INDEX " EMULATOR " '" +
+                                 program + "' --gtest_filter=log_output." + test +
                                  " --gtest_repeat=1 --gtest_brief=0 --gtest_color=no --gtest_output= 2>&1")
                                     .c_str(),
                                 "r");
@@ -228,6 +228,14 @@ TEST(log_line, shows_month_day_and_time_with_two_digits_each)
     h.now = 1735689599;
     writer("text");
     EXPECT_EQ(h.raw_log(), prefix('E', "writer", "12/31 23:59:59") + "text\n");
+}
+
+TEST(log_line, shows_a_time_that_does_not_fit_31_bits)
+{
+    host h;
+    h.now = 2147483648;
+    writer("text");
+    EXPECT_EQ(h.raw_log(), prefix('E', "writer", "01/19 03:14:08") + "text\n");
 }
 
 TEST(log_line, shows_the_local_time)

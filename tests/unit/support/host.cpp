@@ -452,7 +452,7 @@ REPLACED(pid_t, fork, (), (), "fork")
 REPLACED(pid_t, setsid, (), (), "setsid")
 REPLACED(int, chdir, (const char* path), (path), text("chdir %s", path))
 REPLACED(int, lockf, (int fd, int command, off_t length), (fd, command, length),
-         text("lockf %d %s %ld", fd, lockf_command(command).c_str(), length))
+         text("lockf %d %s %jd", fd, lockf_command(command).c_str(), std::intmax_t{length}))
 REPLACED(ssize_t, write, (int fd, const void* data, std::size_t size), (fd, data, size),
          text("write %d %s", fd, quoted(data, size).c_str()))
 REPLACED(int, kill, (pid_t pid, int signum), (pid, signum), text("kill %d %s", pid, signal_name(signum).c_str()))
