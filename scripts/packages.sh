@@ -6,6 +6,7 @@ declare -A packages=(
     [tools]="libcli11-dev nlohmann-json3-dev libpng-dev"
     [guest]="user-mode-linux busybox-static procps bsdutils"
     [check]="clang clang-format shellcheck gcovr man-db python3 python3-jsonschema valgrind zsh fish"
+    [cross]="g++-aarch64-linux-gnu g++-arm-linux-gnueabihf g++-s390x-linux-gnu googletest qemu-user"
     [bench]="python3 python3-matplotlib valgrind strace"
 )
 

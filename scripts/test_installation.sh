@@ -15,14 +15,7 @@ rm -rf "$root"
 DESTDIR=$root cmake --install "$build" --prefix /usr
 
 echo "-- the daemon needs the C library only, and is hardened"
-needed=$(readelf -d "$daemon" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
-[ "$needed" = libc.so.6 ] || fail "needs: $needed"
-readelf -h "$daemon" | grep -q 'Type: *DYN' || fail "not position independent"
-readelf -lW "$daemon" | grep -q GNU_RELRO || fail "no RELRO"
-readelf -d "$daemon" | grep -q BIND_NOW || fail "RELRO is not full"
-readelf -lW "$daemon" | grep -q 'GNU_STACK.* RW ' || fail "executable stack"
-readelf -sW --dyn-syms "$daemon" | grep -q __stack_chk_fail || fail "no stack protector"
-readelf -sW --dyn-syms "$daemon" | grep -q '__.*_chk@' || fail "no fortified calls"
+scripts/test_daemon.sh "$daemon"
 
 echo "-- each shell finds haldoctl's completions"
 share=$root/usr/share
