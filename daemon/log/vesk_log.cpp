@@ -140,9 +140,9 @@ void log_file_path(char (&path)[VESK_LOG_PATH_SIZE], const char* dir, const char
 std::int32_t filesize(const char* file)
 {
     struct stat status;
-    if (stat(file, &status) != 0 || status.st_size == 0)
-        return 0;
-    const auto mib = static_cast<std::int32_t>((status.st_size - 1) / (1024 * 1024) + 1);
+    std::int32_t mib = 0;
+    if (stat(file, &status) == 0 && status.st_size > 0)
+        mib = static_cast<std::int32_t>((status.st_size - 1) / (1024 * 1024) + 1);
     VESK_LOG_I("Logfile: %s is =< %d MB", file, mib);
     return mib;
 }

@@ -70,5 +70,5 @@ int init_logging(eVESK_LOG_LEVEL level, const char* dir, const char* name, std::
 inline constexpr int VESK_LOG_PATH_SIZE = 400;
 void log_file_path(char (&path)[VESK_LOG_PATH_SIZE], const char* dir, const char* name);
 
-// The size of a file in MiB, any part of one counting whole; 0 when it is missing or empty.
+// The size of a file in MiB, any part of one counting whole; 0 when it is missing or empty. Logs it.
 std::int32_t filesize(const char* file);

@@ -156,6 +156,7 @@ TEST(open_log, says_that_the_daemon_cannot_go_on_without_a_log_file)
     expect_log_not_opened(h, EROFS, {.dir = "/srv/log"});
     EXPECT_FALSE(open_log(config_with(VESK_LOG_INFO, "/srv/log", 2)));
     EXPECT_EQ(h.log(), (lines{
+                           "filesize I Logfile: //srv/log/haldohostsw.0.log is =< 0 MB",
                            "init_logging E Error opening logfile //srv/log/haldohostsw.0.log (ret -1)",
                            "main E init_logging() failed, exiting!",
                        }));

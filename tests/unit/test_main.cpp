@@ -29,12 +29,17 @@ const lines config_lines = {
     "dump_config I Daemon: Log level 3, Enable 1, Delay 1, xAuth 5 ",
     "dump_config I /usr/bin/haldo_agent: start delay 10/1, log level 3, Options: ",
 };
-const lines opened_line = {"init_logging I success: level 3, file //var/log/haldo/haldohostsw.0.log"};
+const lines looked_at_line = {"filesize I Logfile: //var/log/haldo/haldohostsw.0.log is =< 0 MB"};
+const lines opened_lines = {
+    looked_at_line[0],
+    "init_logging I success: level 3, file //var/log/haldo/haldohostsw.0.log",
+};
 const lines detached_line = {"daemonize I sent signal 10 to parent process"};
 const lines interrupted_line = {"run_cmd I Host SW Received signal: haldo daemon exiting."};
 const lines disabled_line = {"main I The haldohostswd daemon is disabled"};
 const lines terminated_line = {"main I Terminated"};
 const lines log_failed_lines = {
+    looked_at_line[0],
     "init_logging E Error opening logfile //var/log/haldo/haldohostsw.0.log (ret -1)",
     "main E init_logging() failed, exiting!",
 };
@@ -197,8 +202,8 @@ TEST(main, detaches_runs_the_agent_and_shuts_down_in_order_when_it_is_interrupte
         h.expect_pass(signum);
         h.expect_shut_down();
         EXPECT_EQ(h.returned(), 0);
-        EXPECT_EQ(h.log(), joined({version_lines, opened_line, detached_line, running_lines, config_lines, config_lines,
-                                   interrupted_line, terminated_line}));
+        EXPECT_EQ(h.log(), joined({version_lines, opened_lines, detached_line, running_lines, config_lines,
+                                   looked_at_line, config_lines, interrupted_line, terminated_line}));
     }
 }
 
@@ -210,8 +215,8 @@ TEST(main, does_not_detach_from_init)
     h.expect_pass(SIGINT);
     h.expect_shut_down();
     EXPECT_EQ(h.returned(), 0);
-    EXPECT_EQ(h.log(), joined({version_lines, opened_line, running_lines, config_lines, config_lines, interrupted_line,
-                               terminated_line}));
+    EXPECT_EQ(h.log(), joined({version_lines, opened_lines, running_lines, config_lines, looked_at_line, config_lines,
+                               interrupted_line, terminated_line}));
 }
 
 TEST(main, lets_the_starting_process_wait_for_its_child)
@@ -269,8 +274,8 @@ TEST(main, leaves_the_driver_alone_when_it_is_disabled_while_it_runs)
     h.expect_config("DaemonEnable=0\n");
     h.expect_devices_closed();
     EXPECT_EQ(h.returned(), 0);
-    EXPECT_EQ(h.log(), joined({version_lines, opened_line, running_lines, config_lines, config_lines, opened_line,
-                               disabled_line}));
+    EXPECT_EQ(h.log(), joined({version_lines, opened_lines, running_lines, config_lines, looked_at_line, config_lines,
+                               opened_lines, disabled_line}));
 }
 
 TEST(main, leaves_the_driver_alone_when_its_log_cannot_be_opened_again)
@@ -282,8 +287,8 @@ TEST(main, leaves_the_driver_alone_when_its_log_cannot_be_opened_again)
     expect_log_not_opened(h, EROFS);
     h.expect_devices_closed();
     EXPECT_EQ(h.returned(), 0);
-    EXPECT_EQ(h.log(),
-              joined({version_lines, opened_line, running_lines, config_lines, config_lines, log_failed_lines}));
+    EXPECT_EQ(h.log(), joined({version_lines, opened_lines, running_lines, config_lines, looked_at_line, config_lines,
+                               log_failed_lines}));
 }
 
 TEST(main, waits_as_long_as_configured_before_it_starts)
@@ -382,7 +387,7 @@ TEST(main, says_that_it_runs_before_it_ignores_its_children)
     h.expect_config("DaemonEnable=0\n");
     h.expect_devices_closed();
     EXPECT_EQ(h.returned(), 0);
-    EXPECT_EQ(before, joined({version_lines, opened_line, running_lines}));
+    EXPECT_EQ(before, joined({version_lines, opened_lines, running_lines}));
 }
 
 TEST(main, traces_its_end_at_the_debug_level)

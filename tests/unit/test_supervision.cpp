@@ -421,13 +421,15 @@ TEST(supervise_agent, logs_the_configuration_on_the_first_pass_and_after_a_chang
     h.expect_config("DaemonEnable=0\n");
     EXPECT_EQ(h.supervise(), LOOP_CANNOT_GO_ON);
 
-    const std::string opened = "init_logging I success: level 3, file //var/log/haldo/haldohostsw.0.log";
-    lines expected = default_dump;
-    expected.insert(expected.end(), 3, opened);
-    expected.insert(expected.end(), default_dump.begin(), default_dump.end());
+    lines expected;
+    const auto expect = [&](const lines& more) { expected.insert(expected.end(), more.begin(), more.end()); };
+    const lines looked_at = {"filesize I Logfile: //var/log/haldo/haldohostsw.0.log is =< 0 MB"};
+    const lines opened = {looked_at[0], "init_logging I success: level 3, file //var/log/haldo/haldohostsw.0.log"};
+    for (const lines& part : {looked_at, default_dump, opened, opened, opened, looked_at, default_dump})
+        expect(part);
     expected.back() += "-v";
-    expected.insert(expected.end(), 2, opened);
-    expected.push_back(disabled);
+    for (const lines& part : {opened, opened, lines{disabled}})
+        expect(part);
     EXPECT_EQ(h.log(), expected);
 }
 
@@ -590,6 +592,7 @@ TEST(supervise_agent, ends_when_the_log_of_a_changed_configuration_cannot_be_ope
     h.expect_log_not_opened();
     EXPECT_EQ(h.supervise(), LOOP_CANNOT_GO_ON);
     EXPECT_EQ(h.log(), (lines{
+                           "filesize I Logfile: //srv/log/haldohostsw.0.log is =< 0 MB",
                            "init_logging E Error opening logfile //srv/log/haldohostsw.0.log (ret -1)",
                            log_failed,
                        }));
@@ -645,6 +648,7 @@ TEST(supervise_agent, traces_a_pass_at_the_debug_level)
     h.expect_pass({.who = "", .xauthority_delay = 5, .command = agent(1, "/a"), .status = SIGINT});
     EXPECT_EQ(h.supervise(), LOOP_AGENT_INTERRUPTED);
     EXPECT_EQ(h.log(), (lines{
+                           "filesize I Logfile: //var/log/haldo/haldohostsw.0.log is =< 0 MB",
                            default_dump[0],
                            "dump_config I Daemon: Log level 4, Enable 1, Delay 1, xAuth 5 ",
                            default_dump[2],
@@ -660,6 +664,7 @@ TEST(supervise_agent, traces_a_pass_at_the_debug_level)
                            "run_cmd D ----",
                            "run_cmd D Executing [" + command + "]",
                            "run_cmd D ----",
+                           "filesize I Logfile: //var/log/haldo/haldohostsw.0.log is =< 0 MB",
                            "init_logging I success: level 4, file //var/log/haldo/haldohostsw.0.log",
                            "get_xauthority D Trying XAUTHORITY.",
                            "get_xauthority D sleep 5 seconds",

@@ -6,6 +6,7 @@ start_daemon
 expect_status 0
 expect_file "$output" <<END
 $(version_lines)
+$(log_line filesize I "Logfile: /$log is =< 0 MB")
 END
 wait_event 'agent root *'
 daemon=$(daemon_pid)

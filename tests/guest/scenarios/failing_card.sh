@@ -7,6 +7,7 @@ expect_file "$output" <<END
 $(log_line synch_ioctl E 'ioctl 0x00007802 failed (rv=-1)')
 $(log_line hmi_avail_get_var_get E 'VESK_HALDO_HCC_IOCTL_HMI_VAR_GET ioctl failed')
 $(version_lines)
+$(log_line filesize I "Logfile: /$log is =< 0 MB")
 END
 wait_event 'agent root *'
 interrupt INT

@@ -8,6 +8,7 @@ $(log_line cVESK_HALDO_LINK E 'failed to initialize Haldo HDC device object (ret
 $(log_line synch_ioctl E 'not m_initialized')
 $(log_line hmi_avail_cmd_get E 'failed to get available HMI commands')
 $(version_lines)
+$(log_line filesize I "Logfile: /$log is =< 0 MB")
 END
 wait_event 'agent root *'
 interrupt INT

@@ -14,6 +14,7 @@ after_edit() {
 # The options alone: the log is looked at, but not re-opened. It is after every run of the agent.
 after_edit 'HostSWOptions=-a -b'
 expect_file "$log" <<END
+$(log_line filesize I "Logfile: /$log is =< 0 MB")
 $(log_line init_logging I "success: level 3, file /$log")
 $(log_line filesize I "Logfile: /$log is =< 1 MB")
 $(dumped_config 'HostSWOptions=-a -b')
@@ -22,12 +23,14 @@ END
 # Nothing: no word.
 after_edit 'HostSWOptions=-a -b'
 expect_file "$log" <<END
+$(log_line filesize I "Logfile: /$log is =< 0 MB")
 $(log_line init_logging I "success: level 3, file /$log")
 END
 
 # A key that is removed keeps its value.
 after_edit HostSWLogLevel=1
 expect_file "$log" <<END
+$(log_line filesize I "Logfile: /$log is =< 0 MB")
 $(log_line init_logging I "success: level 3, file /$log")
 $(log_line filesize I "Logfile: /$log is =< 1 MB")
 $(dumped_config 'HostSWOptions=-a -b' HostSWLogLevel=1)
@@ -35,10 +38,12 @@ END
 
 # Another directory: the rest of the pass is logged there.
 after_edit LogDirLocation=/var/log/elsewhere
-expect_file "$log" <<END
-$(log_line init_logging I "success: level 3, file /$log")
-END
 elsewhere=/var/log/elsewhere/haldohostsw.0.log
+expect_file "$log" <<END
+$(log_line filesize I "Logfile: /$log is =< 0 MB")
+$(log_line init_logging I "success: level 3, file /$log")
+$(log_line filesize I "Logfile: /$elsewhere is =< 0 MB")
+END
 expect_file "$elsewhere" <<END
 $(log_line init_logging I "success: level 3, file /$elsewhere")
 $(dumped_config 'HostSWOptions=-a -b' HostSWLogLevel=1 LogDirLocation=/var/log/elsewhere)

@@ -6,4 +6,5 @@ expect_status 0
 wait_event 'agent *'
 expect_file "$output" <<END
 $(version_lines)
+$(log_line filesize I "Logfile: /$log is =< 0 MB")
 END
