@@ -25,8 +25,8 @@ struct config_change {
     bool log; // its level or its directory
 };
 
-// A function of its own: the copy is off the stack, which then stays within two pages, before the rest of a pass.
-static config_change read_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* config)
+// Not inlined: the copy is off the stack before the agent's command runs, which the daemon spends its time waiting for.
+[[gnu::noinline]] static config_change read_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* config)
 {
     const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT previous = *config;
     get_config(config);
