@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,6 +28,7 @@ void prepare_standard_streams()
     }
     static char line[400];
     std::setvbuf(stdout, line, _IOLBF, sizeof(line));
+    __fsetlocking(stdout, FSETLOCKING_BYCALLER);
 }
 
 void log_version_at_start()
@@ -81,7 +83,8 @@ void daemon_handler(int signum)
     VESK_LOG_I("daemon_handler(): signum=%d pid=%d", signum, getpid());
     if (signum == SIGHUP)
         return;
-    std::exit(signum == SIGUSR1 ? 0 : 1);
+    // Not exit, which takes locks that what was interrupted may hold. Every line is written already.
+    _exit(signum == SIGUSR1 ? 0 : 1);
 }
 
 static void take_lock()
@@ -114,10 +117,18 @@ static void reopen_on_null(int fd, int flags)
 
 void daemonize()
 {
+    // The starting shell may have blocked them. Before they have a handler: what is pending, such as the end of a command
+    // that was run before, decides nothing.
     constexpr int handled[] = {SIGCHLD, SIGUSR1, SIGALRM, SIGTERM, SIGHUP};
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signum : handled)
+        sigaddset(&set, signum);
+    sigprocmask(SIG_UNBLOCK, &set, nullptr);
     for (const int signum : handled)
         std::signal(signum, daemon_handler);
 
+    const pid_t starter = getpid();
     const pid_t child = fork();
     if (child < 0) {
         VESK_LOG_E("Unable to fork daemon, code=%d (%s)", errno, std::strerror(errno));
@@ -129,7 +140,6 @@ void daemonize()
         std::exit(0); // only SIGHUP's handler returns
     }
 
-    const pid_t parent = getppid();
     take_lock();
     std::signal(SIGCHLD, SIG_DFL);
     std::signal(SIGTSTP, SIG_IGN);
@@ -151,7 +161,10 @@ void daemonize()
         reopen_on_null(STDOUT_FILENO, O_WRONLY);
         reopen_on_null(STDERR_FILENO, O_WRONLY);
     }
-    kill(parent, SIGUSR1);
+    // Without the starting process the parent is whoever took its children over, and for some that is a command.
+    if (getppid() != starter)
+        return;
+    kill(starter, SIGUSR1);
     VESK_LOG_I("sent signal %d to parent process", SIGUSR1);
 }
 

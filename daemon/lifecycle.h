@@ -20,7 +20,8 @@ inline constexpr const char* LOCK_FILE = "/var/run/haldohostswd.pid";
 
 // Opens /dev/null on those of the descriptors 0 to 2 that the starting process left closed: otherwise a device node
 // would take their place, and the log the device node's. Gives standard output a buffer of one line instead of a page
-// of the heap. Before anything is logged.
+// of the heap, and no lock: daemon_handler logs, and may interrupt a line at any instruction. Before anything is
+// logged.
 void prepare_standard_streams();
 
 // Two version lines each: for the shell that starts the daemon, and for the log of the one that runs.
@@ -42,11 +43,12 @@ int remove_agent_pid_file();
 bool is_child_of_init();
 
 // Detaches from the starting shell: one fork. The parent waits up to 2 seconds for the child's word and exits with 0,
-// or with 1 when none comes. The child takes the lock file, starts a session of its own and returns; it exits with 1
-// when one of its steps fails.
+// or with 1 when none comes, whatever signals it was started with blocked. The child takes the lock file, starts a
+// session of its own, gives its word if the parent is still there, and returns; it exits with 1 when one of its steps
+// fails.
 void daemonize();
 
-// The handler of the signals that decide the parent's fate.
+// The handler of the signals that decide the parent's fate: logs, and ends the process unless it is SIGHUP.
 void daemon_handler(int signum);
 
 // The orderly end: absolute cursor reports, the link stopped.

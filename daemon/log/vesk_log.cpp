@@ -1,6 +1,8 @@
 #include "vesk_log.h"
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -28,17 +30,49 @@ static void use_line_buffering()
 static constexpr std::size_t TIME_LENGTH = sizeof("MM/DD hh:mm:ss") - 1;
 static constexpr std::size_t NAME_COLUMNS = 36;
 
+// The local time by the offset that the zone had last, without the C library.
+static std::tm by_offset(std::time_t now, long offset_s)
+{
+    const std::chrono::sys_seconds local{std::chrono::seconds(now + offset_s)};
+    const auto midnight = std::chrono::floor<std::chrono::days>(local);
+    const std::chrono::year_month_day date(midnight);
+    const std::chrono::hh_mm_ss time(local - midnight);
+    std::tm result{};
+    result.tm_mon = static_cast<int>(static_cast<unsigned int>(date.month())) - 1;
+    result.tm_mday = static_cast<int>(static_cast<unsigned int>(date.day()));
+    result.tm_hour = static_cast<int>(time.hours().count());
+    result.tm_min = static_cast<int>(time.minutes().count());
+    result.tm_sec = static_cast<int>(time.seconds().count());
+    return result;
+}
+
+static std::tm local_time(std::time_t now)
+{
+    static volatile std::sig_atomic_t converting = 0;
+    static volatile long offset_s = 0;
+    // A signal handler that logs may have interrupted the conversion, with the lock of the time zone taken.
+    if (converting != 0)
+        return by_offset(now, offset_s);
+    converting = 1;
+    tzset(); // as localtime does: the zone may have changed
+    std::tm result{};
+    localtime_r(&now, &result);
+    offset_s = result.tm_gmtoff;
+    converting = 0;
+    return result;
+}
+
 // The local time as a line shows it. It is converted once a second: the C library looks at the time zone's file each
 // time.
 static const char* time_text()
 {
-    static std::time_t converted;
+    static volatile std::time_t converted; // a handler must not find it set before its text
     static char text[TIME_LENGTH + 1];
     const std::time_t now = std::time(nullptr);
     if (now != converted || text[0] == '\0') {
-        const std::tm* local = std::localtime(&now);
-        std::snprintf(text, sizeof(text), "%02d/%02d %02d:%02d:%02d", local->tm_mon + 1, local->tm_mday, local->tm_hour,
-                      local->tm_min, local->tm_sec);
+        const std::tm local = local_time(now);
+        std::snprintf(text, sizeof(text), "%02d/%02d %02d:%02d:%02d", local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                      local.tm_min, local.tm_sec);
         converted = now;
     }
     return text;
@@ -55,16 +89,14 @@ static const char* time_text()
             *out++ = (in[1] == '%' || in[1] == 'm') ? *++in : '%';
     }
     *out = '\0';
-    // Without its newline a cut line would stay in the buffer: it goes past it, which is empty between lines.
-    const bool is_cut = out == format || out[-1] != '\n';
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
-    if (is_cut)
-        dprintf(STDOUT_FILENO, format);
-    else
-        std::printf(format);
+    std::printf(format);
 #pragma GCC diagnostic pop
+    // Without its newline a cut line would stay in the buffer.
+    if (out == format || out[-1] != '\n')
+        std::fflush(stdout);
 }
 
 // Appends as much of a text as fits.
@@ -170,7 +202,9 @@ int init_logging(eVESK_LOG_LEVEL level, const char* dir, const char* name, std::
         }
         dup2(fd, STDOUT_FILENO);
         dup2(fd, STDERR_FILENO);
-        close(fd);
+        // Where standard output or error was closed, the file may have got its descriptor at once.
+        if (fd != STDOUT_FILENO && fd != STDERR_FILENO)
+            close(fd);
     }
     run("chmod -R 777 '/%.400s'", dir);
     VESK_LOG_I("success: level %d, file %s", level, path);

@@ -7,6 +7,8 @@
 //
 // Standard output is line-buffered from the first line on: a line reaches its file when it is written, and nothing is
 // left over that a fork could print again. A program with an output of its own logs its first line before it prints.
+//
+// A signal handler may log, whatever it interrupts, in a program whose standard output takes no lock (__fsetlocking).
 #pragma once
 
 #include <cstdint>

@@ -6,15 +6,23 @@
 #include "vesk_haldo_link.h"
 #include "vesk_log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <set>
+#include <sys/mman.h>
+#include <sys/ptrace.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 using lines = std::vector<std::string>;
 
@@ -40,6 +48,80 @@ sVESK_HOSTSW_DAEMON_CONFIG_STRUCT config_with(std::int32_t level, const char* di
     std::strncpy(config.LogDirLocation, dir, sizeof(config.LogDirLocation));
     config.LogFileSize = size_mib;
     return config;
+}
+
+// Runs a function in a process of its own, with standard streams as the daemon's, and interrupts it by SIGHUP before
+// each of its instructions. Expects that the handler never waits for a lock and writes the time as it is, and that the
+// function ends.
+void expect_never_to_hang_in_the_handler(const std::function<void()>& function)
+{
+    std::fflush(stdout);
+    const std::time_t begin = std::time(nullptr);
+    const int output = memfd_create("output", 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(output, STDOUT_FILENO);
+        prepare_standard_streams();
+        std::signal(SIGHUP, daemon_handler);
+        let_time_fly(); // otherwise the first interruption converts the time for all
+        LOG_MAIN_I("reads the time zone");
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        std::raise(SIGSTOP);
+        function();
+        _exit(0);
+    }
+    int status = -1;
+    const auto go_on = [&](__ptrace_request how, int signum = 0) {
+        if (ptrace(how, child, nullptr, signum) != 0 || waitpid(child, &status, 0) != child)
+            status = -1;
+        return WIFSTOPPED(status);
+    };
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSTOPPED(status) && WSTOPSIG(status) == SIGSTOP) << status;
+    ASSERT_EQ(ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL), 0);
+    int interruptions = 0;
+    while (go_on(PTRACE_SINGLESTEP)) {
+        // The handler, to its return: the system calls that it makes.
+        int signum = SIGHUP;
+        for (bool returns = false, called = false; !returns || called;) {
+            if (!go_on(PTRACE_SYSCALL, std::exchange(signum, 0)))
+                break;
+            if (WSTOPSIG(status) != (SIGTRAP | 0x80)) {
+                signum = WSTOPSIG(status);
+                continue;
+            }
+            called = !called;
+            __ptrace_syscall_info call{};
+            ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof(call), &call);
+            if (called)
+                returns = call.entry.nr == SYS_rt_sigreturn;
+            if (called && call.entry.nr == SYS_futex) {
+                kill(child, SIGKILL);
+                waitpid(child, &status, 0);
+                FAIL() << "the handler waits for a lock after " << interruptions << " times that it did not";
+            }
+        }
+        ++interruptions;
+    }
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_GT(interruptions, 500);
+
+    std::set<std::string> times;
+    for (std::time_t second = begin; second <= std::time(nullptr) + 2 * interruptions + 2; ++second) {
+        char text[32];
+        std::strftime(text, sizeof(text), "%m/%d %H:%M:%S", std::localtime(&second));
+        times.insert(text);
+    }
+    std::ifstream written("/proc/self/fd/" + std::to_string(output));
+    int shown = 0;
+    for (std::string line; std::getline(written, line);) {
+        if (line.find(" d[I]                       daemon_handler | ") != std::strlen("MM/DD hh:mm:ss"))
+            continue; // put into another line
+        ++shown;
+        EXPECT_TRUE(times.contains(line.substr(0, line.find(" d[")))) << line;
+    }
+    EXPECT_GT(shown, interruptions / 2);
+    close(output);
 }
 
 } // namespace
@@ -206,6 +288,18 @@ TEST(daemon_handler, decides_by_the_signal_whether_and_how_the_process_ends)
     }
 }
 
+TEST(daemon_handler, does_not_hang_whichever_instruction_it_interrupts)
+{
+    const std::string cut(400, 'x');
+    for (const char* zone : {"EAST-5:30", ":/etc/localtime"}) {
+        SCOPED_TRACE(zone);
+        setenv("TZ", zone, 1);
+        expect_never_to_hang_in_the_handler([] { LOG_MAIN_I("text"); });
+    }
+    expect_never_to_hang_in_the_handler([&cut] { LOG_MAIN_I("%s", cut.c_str()); });
+    expect_never_to_hang_in_the_handler([] { std::fclose(std::fopen("/dev/null", "r")); });
+}
+
 TEST(daemonize, lets_the_parent_wait_for_a_signal_that_decides_its_status)
 {
     const std::pair<int, int> cases[] = {{SIGUSR1, 0}, {SIGHUP, 0}, {SIGALRM, 1}, {SIGCHLD, 1}, {SIGTERM, 1}};
@@ -219,6 +313,19 @@ TEST(daemonize, lets_the_parent_wait_for_a_signal_that_decides_its_status)
         EXPECT_EQ(h.log(),
                   (lines{"daemon_handler I daemon_handler(): signum=" + std::to_string(signum) + " pid=4321"}));
     }
+}
+
+TEST(daemonize, unblocks_its_signals_before_they_have_handlers)
+{
+    host h;
+    h.blocked = {SIGCHLD, SIGUSR1, SIGALRM, SIGTERM, SIGHUP, SIGUSR2};
+    h.expect_meanwhile("signal SIGCHLD daemon_handler", [&h] { EXPECT_EQ(h.blocked, std::set<int>{SIGUSR2}); });
+    for (const std::string signal : {"SIGUSR1", "SIGALRM", "SIGTERM", "SIGHUP"})
+        h.expect("signal " + signal + " daemon_handler");
+    h.expect("fork");
+    expect_all(h, child_calls);
+    EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
+    EXPECT_EQ(h.blocked, std::set<int>{SIGUSR2});
 }
 
 TEST(daemonize, detaches_the_child)
@@ -251,16 +358,15 @@ TEST(daemonize, closes_the_outputs_without_a_log)
 
 TEST(daemonize, writes_the_childs_process_id_and_signals_the_parents)
 {
-    for (const int pid : {1, 99999, 4194304, INT_MAX}) {
+    for (const int starter : {1, 99999, 4194304, INT_MAX - 1}) {
         host h;
-        h.pid = pid;
-        h.ppid = pid - 1;
+        h.pid = starter;
         expect_fork(h, 0);
         for (announced c : child_calls) {
             if (c.call.starts_with("write"))
-                c = {"write 9 \"" + std::to_string(pid) + "\\n\""};
+                c = {"write 9 \"" + std::to_string(starter + 1) + "\\n\""};
             if (c.call.starts_with("kill"))
-                c = {"kill " + std::to_string(pid - 1) + " SIGUSR1"};
+                c = {"kill " + std::to_string(starter) + " SIGUSR1"};
             expect_all(h, {c});
         }
         EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
@@ -312,7 +418,7 @@ TEST(daemonize, accepts_standard_input_as_the_lock_files_descriptor)
 TEST(daemonize, goes_on_where_a_failure_does_not_matter)
 {
     for (const announced& failing :
-         {announced{"write 9 \"4321\\n\"", -1, ENOSPC}, {"dup2 10 0", -1, EBUSY}, {"kill 1234 SIGUSR1", -1, ESRCH}}) {
+         {announced{"write 9 \"4322\\n\"", -1, ENOSPC}, {"dup2 10 0", -1, EBUSY}, {"kill 4321 SIGUSR1", -1, ESRCH}}) {
         SCOPED_TRACE(failing.call);
         host h;
         expect_child_with(h, failing, true);
@@ -331,17 +437,28 @@ TEST(daemonize, keeps_the_handler_for_the_two_signals_that_it_does_not_set_again
     }
 }
 
-TEST(daemonize, signals_the_parent_that_it_had_at_the_start)
+TEST(daemonize, signals_nobody_when_the_starting_process_is_gone)
 {
-    host h;
-    expect_fork(h, 0);
-    for (const announced& c : child_calls) {
-        if (c.call.starts_with("write"))
-            h.expect_meanwhile(c.call, [&h] { h.ppid = 1; });
-        else
-            expect_all(h, {c});
+    // From the child's beginning on, or later; taken over by init, by another process, or by one that it cannot see.
+    for (const std::string when : {"fork", "open", "write", "setsid", "close"}) {
+        for (const int parent : {1, 99, 0}) {
+            SCOPED_TRACE(when);
+            host h;
+            const auto expect = [&](const announced& c) {
+                if (c.call.starts_with(when))
+                    h.expect_meanwhile(
+                        c.call, [&h, parent] { h.ppid = parent; }, c.result);
+                else
+                    expect_all(h, {c});
+            };
+            for (const std::string signal : {"SIGCHLD", "SIGUSR1", "SIGALRM", "SIGTERM", "SIGHUP"})
+                expect({"signal " + signal + " daemon_handler"});
+            expect({"fork"});
+            std::for_each(child_calls.begin(), child_calls.end() - 1, expect);
+            EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
+            EXPECT_EQ(h.log(), lines{});
+        }
     }
-    EXPECT_EQ(h.exit_status_of(daemonize), std::nullopt);
 }
 
 TEST(daemonize, says_that_it_signalled_the_parent_afterwards)

@@ -169,6 +169,28 @@ TEST_F(log_output, is_not_printed_twice_by_a_process_that_forks)
     });
 }
 
+TEST_F(log_output, stays_behind_what_the_program_printed_before)
+{
+    in_a_copy([] {
+        const std::string cut(400, 'x');
+        const lines writes = writes_of([&cut] {
+            std::printf("before ");
+            writer(cut.c_str());
+            std::printf("between ");
+            writer(cut.c_str());
+            std::puts("after");
+        });
+        std::string output;
+        for (const std::string& text : writes)
+            output += text;
+        const std::size_t line = prefix('E', "writer").size() + LONGEST_MESSAGE;
+        EXPECT_EQ(output.substr(0, 7), "before ");
+        EXPECT_EQ(output.substr(7 + line - LONGEST_MESSAGE, LONGEST_MESSAGE), cut.substr(0, LONGEST_MESSAGE));
+        EXPECT_EQ(output.substr(7 + line, 8), "between ");
+        EXPECT_EQ(output.substr(7 + line + 8 + line), "after\n");
+    });
+}
+
 TEST(log_level, is_info_before_anything_is_configured)
 {
     EXPECT_EQ(initial_level, 3);
@@ -636,13 +658,15 @@ TEST(init_logging, announces_what_it_does_and_reports_what_it_has_done)
     EXPECT_EQ(before_mode, (lines{"filesize I Logfile: /srv/agent.0.log is =< 0 MB"}));
 }
 
-TEST(init_logging, accepts_descriptor_zero)
+TEST(init_logging, keeps_the_file_open_where_it_took_the_place_of_a_closed_output)
 {
-    host h;
-    announced_log log = agent_log("srv");
-    log.fd = 0;
-    expect_log_opened(h, log);
-    EXPECT_EQ(init_logging(VESK_LOG_INFO, "srv", "agent", 2), 0);
+    for (const int fd : {0, 1, 2}) {
+        host h;
+        announced_log log = agent_log("srv");
+        log.fd = fd;
+        expect_log_opened(h, log);
+        EXPECT_EQ(init_logging(VESK_LOG_INFO, "srv", "agent", 2), 0);
+    }
 }
 
 TEST(init_logging, stops_when_the_file_cannot_be_opened)

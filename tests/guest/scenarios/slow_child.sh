@@ -8,3 +8,5 @@ expect_no_log main I "haldohostswd daemon version $version running"
 take_step
 wait_event 'agent root *'
 expect_log main I "haldohostswd daemon version $version running"
+# By then there is nobody to tell.
+expect_no_log daemonize I 'sent signal 10 to parent process'

@@ -64,6 +64,7 @@ struct host::state {
     std::string log_line(const std::string& raw);
     [[noreturn]] void leave();
     step next(const std::string& line);
+    long made(const step& announced);
     long call(const std::string& line);
     std::FILE* open_stream(const std::string& line, bool is_pipe);
 };
@@ -283,9 +284,9 @@ void host::expect(std::string call, long result, int error)
     own->script.push_back({.call = std::move(call), .result = result, .error = error});
 }
 
-void host::expect_meanwhile(std::string call, std::function<void()> function)
+void host::expect_meanwhile(std::string call, std::function<void()> function, long result)
 {
-    own->script.push_back({.call = std::move(call), .meanwhile = std::move(function)});
+    own->script.push_back({.call = std::move(call), .result = result, .meanwhile = std::move(function)});
 }
 
 void host::expect_interrupted(std::string call, int signum)
@@ -413,14 +414,18 @@ step host::state::next(const std::string& line)
     return {.call = line, .result = -1, .error = ENOSYS};
 }
 
-long host::state::call(const std::string& line)
+long host::state::made(const step& announced)
 {
-    const step announced = next(line);
     if (announced.meanwhile)
         announced.meanwhile();
     if (announced.error != 0)
         errno = announced.error;
     return announced.result;
+}
+
+long host::state::call(const std::string& line)
+{
+    return made(next(line));
 }
 
 std::FILE* host::state::open_stream(const std::string& line, bool is_pipe)
@@ -448,7 +453,6 @@ std::FILE* host::state::open_stream(const std::string& line, bool is_pipe)
 REPLACED(int, close, (int fd), (fd), text("close %d", fd))
 REPLACED(unsigned int, sleep, (unsigned int seconds), (seconds), text("sleep %u", seconds))
 REPLACED(int, system, (const char* command), (command), text("system %s", command))
-REPLACED(pid_t, fork, (), (), "fork")
 REPLACED(pid_t, setsid, (), (), "setsid")
 REPLACED(int, chdir, (const char* path), (path), text("chdir %s", path))
 REPLACED(int, lockf, (int fd, int command, off_t length), (fd, command, length),
@@ -525,33 +529,18 @@ extern "C" int __wrap_pclose(std::FILE* stream)
     return result;
 }
 
-// A cut line of the log goes past standard output's buffer; in fortified builds it does so under the second name.
-static int print_past_the_buffer(int fd, const char* format, std::va_list arguments)
-{
-    return current != nullptr ? std::vfprintf(stdout, format, arguments) : vdprintf(fd, format, arguments);
-}
+static std::time_t flown_s = -1; // or the clock does not fly
 
-extern "C" int __wrap_dprintf(int fd, const char* format, ...)
+void let_time_fly()
 {
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int length = print_past_the_buffer(fd, format, arguments);
-    va_end(arguments);
-    return length;
-}
-
-extern "C" int __wrap___dprintf_chk(int fd, int, const char* format, ...)
-{
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int length = print_past_the_buffer(fd, format, arguments);
-    va_end(arguments);
-    return length;
+    flown_s = 0;
 }
 
 extern "C" std::time_t __real_time(std::time_t* to);
 extern "C" std::time_t __wrap_time(std::time_t* to)
 {
+    if (current == nullptr && flown_s >= 0)
+        return __real_time(to) + ++flown_s;
     if (current == nullptr)
         return __real_time(to);
     if (to != nullptr)
@@ -620,6 +609,46 @@ extern "C" int __wrap_ioctl(int fd, unsigned long code, ...)
     return current != nullptr ? answer_ioctl(fd, code, record) : __real_ioctl(fd, code, record);
 }
 
+extern "C" pid_t __real_fork();
+extern "C" pid_t __wrap_fork()
+{
+    if (current == nullptr)
+        return __real_fork();
+    const step announced = current->next("fork");
+    if (announced.result == 0)
+        current->self->ppid = current->self->pid++;
+    return static_cast<pid_t>(current->made(announced));
+}
+
+// Descriptors are duplicated by announcement; what else it is asked, it answers as ever.
+extern "C" int __real_fcntl(int fd, int command, ...);
+extern "C" int __wrap_fcntl(int fd, int command, ...)
+{
+    std::va_list arguments;
+    va_start(arguments, command);
+    const long argument = va_arg(arguments, long);
+    va_end(arguments);
+    if (current == nullptr || command != F_DUPFD)
+        return __real_fcntl(fd, command, argument);
+    return static_cast<int>(current->call(text("fcntl %d F_DUPFD %ld", fd, argument)));
+}
+
+extern "C" int __real_sigprocmask(int how, const sigset_t* set, sigset_t* before);
+extern "C" int __wrap_sigprocmask(int how, const sigset_t* set, sigset_t* before)
+{
+    if (current == nullptr)
+        return __real_sigprocmask(how, set, before);
+    for (int signum = 1; signum < NSIG; ++signum) {
+        if (sigismember(set, signum) != 1)
+            continue;
+        if (how == SIG_BLOCK)
+            current->self->blocked.insert(signum);
+        else
+            current->self->blocked.erase(signum);
+    }
+    return 0;
+}
+
 extern "C" handler __real_signal(int signum, handler function);
 extern "C" handler __wrap_signal(int signum, handler function)
 {
@@ -631,11 +660,15 @@ extern "C" handler __wrap_signal(int signum, handler function)
     return std::exchange(current->handlers[signum], function);
 }
 
-extern "C" [[noreturn]] void __real_exit(int status);
-extern "C" [[noreturn]] void __wrap_exit(int status)
-{
-    if (current == nullptr)
-        __real_exit(status);
-    current->exit_status = status;
-    current->leave();
-}
+#define ENDS(name)                                                                                                     \
+    extern "C" [[noreturn]] void __real_##name(int status);                                                            \
+    extern "C" [[noreturn]] void __wrap_##name(int status)                                                             \
+    {                                                                                                                  \
+        if (current == nullptr)                                                                                        \
+            __real_##name(status);                                                                                     \
+        current->exit_status = status;                                                                                 \
+        current->leave();                                                                                              \
+    }
+
+ENDS(exit)
+ENDS(_exit)

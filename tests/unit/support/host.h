@@ -14,13 +14,13 @@
 //     fork                                  setsid
 //     chdir /                               umask 0000
 //     sleep 5                               alarm 2
-//     pause                                 kill 1234 SIGUSR1
+//     pause                                 kill 4321 SIGUSR1
 //     signal SIGCHLD SIG_IGN                signal SIGHUP daemon_handler (the same for every function)
 //
 // A call with other flags, modes or whences shows them; O_RDONLY and the mode "r" of popen and fopen are not shown. The
 // results of fopen, popen, freopen and signal: 0 (the default) gives the stream, or the handler before; -1 the failure.
-// time, getuid, getpid and getppid answer from the members below without an announcement. fopen is replaced for the
-// configuration file alone.
+// time, getuid, getpid, getppid and sigprocmask answer from the members below without an announcement. fopen is
+// replaced for the configuration file alone.
 #pragma once
 
 #include <algorithm>
@@ -31,6 +31,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,9 @@ using lines = std::vector<std::string>;
 // Those of them that are written at a level.
 lines at_level(int level, const lines& all);
 
+// Where there is no host, the clock shows a later second from now on each time that it is read.
+void let_time_fly();
+
 class host
 {
 public:
@@ -75,14 +79,15 @@ public:
 
     std::time_t now; // 2024-11-20 10:42:52, in UTC, which is the local time
     unsigned int uid = 0;
-    int pid = 4321;
+    int pid = 4321; // where a fork returns 0, it is the parent's, and the child has the next one
     int ppid = 1234;
+    std::set<int> blocked; // signals
 
     // The next call, what it returns and the errno it leaves.
     void expect(std::string call, long result = 0, int error = 0);
 
     // The next call, during which this function runs: to look at what was done before it, or to change the world.
-    void expect_meanwhile(std::string call, std::function<void()> function);
+    void expect_meanwhile(std::string call, std::function<void()> function, long result = 0);
 
     // The next call, during which a signal arrives: its handler runs before the call returns.
     void expect_interrupted(std::string call, int signum);
