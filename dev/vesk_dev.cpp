@@ -26,6 +26,16 @@ cVESK_DEV::~cVESK_DEV()
     VESK_LOG_D("end");
 }
 
+// A node in place of a closed standard stream would get what the program prints.
+static int moved_off_standard_streams(int fd)
+{
+    if (fd < 0 || fd > STDERR_FILENO)
+        return fd;
+    const int moved = fcntl(fd, F_DUPFD, STDERR_FILENO + 1);
+    close(fd);
+    return moved;
+}
+
 int cVESK_DEV::init(const char* path)
 {
     VESK_LOG_D("start");
@@ -33,7 +43,7 @@ int cVESK_DEV::init(const char* path)
     if (path == nullptr) {
         result = VESK_INVALID_ARGUMENT;
     } else if (!m_initialized) {
-        fd = open(path, O_RDWR);
+        fd = moved_off_standard_streams(open(path, O_RDWR));
         m_initialized = m_ready = fd >= 0;
         if (fd < 0)
             result = VESK_OPEN_FAILED;

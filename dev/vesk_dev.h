@@ -22,8 +22,9 @@ public:
     cVESK_DEV& operator=(const cVESK_DEV&) = delete;
 
     // Opens the node at path for reading and writing, with no other flag: a program that the caller starts inherits
-    // it. Returns VESK_OK; VESK_INVALID_ARGUMENT when path is null; VESK_OPEN_FAILED when the node cannot be opened.
-    // A device that is already open keeps its node, whatever the path, and returns VESK_OK.
+    // it. The node never becomes a standard stream, also when the program's are closed. Returns VESK_OK;
+    // VESK_INVALID_ARGUMENT when path is null; VESK_OPEN_FAILED when the node cannot be opened. A device that is
+    // already open keeps its node, whatever the path, and returns VESK_OK.
     int init(const char* path);
 
     // Whether requests can be made.

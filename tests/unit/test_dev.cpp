@@ -113,12 +113,27 @@ TEST_F(closed_dev, refuses_a_null_path_when_it_is_open_too)
     h.expect("close 7");
 }
 
-TEST_F(closed_dev, takes_descriptor_0_for_an_open_node)
+TEST_F(closed_dev, leaves_the_place_of_a_closed_standard_stream_free)
 {
-    h.expect(OPEN_NODE, 0);
-    EXPECT_EQ(dev.init(NODE), 0);
-    EXPECT_TRUE(dev.is_ready());
-    h.expect("close 0");
+    for (const std::string stream : {"0", "1", "2"}) {
+        cVESK_DEV dev(nullptr);
+        h.expect(OPEN_NODE, std::stoi(stream));
+        h.expect("fcntl " + stream + " F_DUPFD 3", 7);
+        h.expect("close " + stream);
+        EXPECT_EQ(dev.init(NODE), 0);
+        h.expect_ioctl(7, 0x7901, {});
+        EXPECT_EQ(dev.synch_ioctl(0x7901, nullptr, 0, 1000), 0);
+        h.expect("close 7");
+    }
+}
+
+TEST_F(closed_dev, stays_closed_when_there_is_no_other_place)
+{
+    h.expect(OPEN_NODE, 1);
+    h.expect("fcntl 1 F_DUPFD 3", -1, EMFILE);
+    h.expect("close 1");
+    EXPECT_EQ(dev.init(NODE), -510);
+    EXPECT_FALSE(dev.is_ready());
 }
 
 // --- is_ready ---
