@@ -49,11 +49,14 @@ int driver_system_call(unsigned long request, void* record)
         ++driver_calls.kind;                                                                                           \
         return __real_##name arguments;                                                                                \
     }
+// Versions of clang-format disagree on these.
+// clang-format off
 COUNTED(allocations, void*, malloc, (size_t size), (size))
 COUNTED(allocations, void*, calloc, (size_t count, size_t size), (count, size))
 COUNTED(allocations, void*, realloc, (void* memory, size_t size), (memory, size))
 COUNTED(frees, void, free, (void* memory), (memory))
-COUNTED(locks, int, pthread_mutex_lock, (pthread_mutex_t * mutex), (mutex))
+COUNTED(locks, int, pthread_mutex_lock, (pthread_mutex_t* mutex), (mutex))
 COUNTED(clock_reads, int, clock_gettime, (clockid_t clock, struct timespec* now), (clock, now))
-COUNTED(clock_reads, int, gettimeofday, (struct timeval * now, void* zone), (now, zone))
-COUNTED(clock_reads, time_t, time, (time_t * now), (now))
+COUNTED(clock_reads, int, gettimeofday, (struct timeval* now, void* zone), (now, zone))
+COUNTED(clock_reads, time_t, time, (time_t* now), (now))
+// clang-format on

@@ -24,8 +24,7 @@ namespace haldoctl
 // Whether something else has a node's name.
 static bool is_no_device(const char* path)
 {
-    struct stat status {
-    };
+    struct stat status = {};
     return stat(path, &status) == 0 && !S_ISCHR(status.st_mode);
 }
 

@@ -106,8 +106,7 @@ known<configuration> read_configuration()
 
 std::string mode_and_owner(const std::string& path)
 {
-    struct stat status {
-    };
+    struct stat status = {};
     if (stat(path.c_str(), &status) != 0)
         return std::strerror(errno);
     const passwd* const user = getpwuid(status.st_uid);
@@ -159,8 +158,7 @@ known<process> lock_holder()
             return {process{}, ""};
         return {{}, errno_text(LOCK_FILE)};
     }
-    struct flock lock {
-    };
+    struct flock lock = {};
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
     const int result = fcntl(fd, F_GETLK, &lock);
@@ -232,8 +230,7 @@ known<std::string> x_authority(const configuration& config)
 
 program_obstacle obstacle(const std::string& program)
 {
-    struct stat status {
-    };
+    struct stat status = {};
     if (stat(program.c_str(), &status) != 0)
         return {errno == ENOENT ? program + " is missing" : errno_text(program), ""};
     if (!S_ISREG(status.st_mode))

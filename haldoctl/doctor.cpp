@@ -54,8 +54,7 @@ void look_at_configuration(findings& all)
                                            ? "Put a configuration file in its place"
                                            : "Run haldoctl as root, or chmod 644 " + std::string(CONFIG_FILE)});
     }
-    struct stat status {
-    };
+    struct stat status = {};
     if (stat(CONFIG_FILE, &status) == 0 && (status.st_uid != 0 || (status.st_mode & 0022) != 0))
         all.push_back({std::string(CONFIG_FILE) + " can be changed by others than root, who runs what it names: " +
                            mode_and_owner(CONFIG_FILE),
@@ -83,8 +82,7 @@ void look_at_log(findings& all, const configuration& config)
     std::filesystem::path there = "/" + config.log_directory;
     while (access(there.c_str(), F_OK) != 0 && (errno == ENOENT || errno == ENOTDIR) && there.has_relative_path())
         there = there.parent_path();
-    struct stat status {
-    };
+    struct stat status = {};
     std::string why;
     if (stat(there.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))
         why = "Not a directory";

@@ -33,10 +33,7 @@ json close_path(context& given)
 json show_context(context& given)
 {
     const sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT& agreed = *given.kmp_link().kmp_context();
-#define FIELD(name)                                                                                                    \
-    {                                                                                                                  \
-#name, agreed.name                                                                                             \
-    }
+#define FIELD(name) json({#name, agreed.name})
     return {FIELD(request),
             FIELD(pri_num),
             FIELD(kmp_supported),

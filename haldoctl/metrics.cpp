@@ -106,8 +106,7 @@ std::string exposition(const json& families)
 // Whoever reads the file finds the old text or the new one, whole.
 void replace_file(const std::string& path, const std::string& text)
 {
-    struct stat status {
-    };
+    struct stat status = {};
     if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
         throw failure{REFUSED, path + ": not a regular file, and not replaced"};
     std::string temporary = path + ".XXXXXX";

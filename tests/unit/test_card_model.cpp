@@ -690,8 +690,9 @@ TEST_F(CardModel, moves_the_pointer_without_its_time_stamp)
 TEST_F(CardModel, refuses_what_the_context_of_the_client_does_not_offer)
 {
     using context = sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT;
+    using flag_of_context = std::uint8_t context::*;
     const struct {
-        std::uint8_t context::*flag;
+        flag_of_context flag;
         sVESK_REQUEST_STRUCT request;
         bytes record;
     } guarded[] = {

@@ -490,13 +490,15 @@ TEST(command_map, is_traced_before_the_variable_maps)
 
 // --- Variable maps ---
 
+using map_of_link = sVESK_HALDO_HCC_HMI_AVAIL_STRUCT visible_link::*;
+
 // The operation that reads one variable map, and what is its own.
 struct variable_map {
     const char* function;
     void (cVESK_HALDO_LINK::*read)();
     std::uint32_t code;
-    sVESK_HALDO_HCC_HMI_AVAIL_STRUCT visible_link::*member;
-    sVESK_HALDO_HCC_HMI_AVAIL_STRUCT visible_link::*other_member;
+    map_of_link member;
+    map_of_link other_member;
     const char* failure;
 };
 
@@ -612,18 +614,12 @@ TEST_P(variable_map_test, is_traced_with_the_names_of_ids_0_to_13)
 struct predicate {
     const char* name;
     int (cVESK_HALDO_LINK::*available)() const;
-    sVESK_HALDO_HCC_HMI_AVAIL_STRUCT visible_link::*map;
+    map_of_link map;
     std::uint32_t mask; // of the map's first word
 };
 
-#define READABLE(name, mask)                                                                                           \
-    {                                                                                                                  \
-#name, &cVESK_HALDO_LINK::name, &visible_link::hmi_avail_get_var, mask                                         \
-    }
-#define WRITABLE(name, mask)                                                                                           \
-    {                                                                                                                  \
-#name, &cVESK_HALDO_LINK::name, &visible_link::hmi_avail_set_var, mask                                         \
-    }
+#define READABLE(name, mask) predicate({#name, &cVESK_HALDO_LINK::name, &visible_link::hmi_avail_get_var, mask})
+#define WRITABLE(name, mask) predicate({#name, &cVESK_HALDO_LINK::name, &visible_link::hmi_avail_set_var, mask})
 static const predicate predicates[] = {
     READABLE(link_info_get_avail, 0x2),
     READABLE(ipv4_cfg_get_avail, 0x4),
@@ -653,8 +649,8 @@ TEST_P(availability, is_given_by_one_bit_of_one_map_alone)
     host h;
     constructed_link link(h);
     m_log_level = VESK_LOG_DEBUG;
-    constexpr sVESK_HALDO_HCC_HMI_AVAIL_STRUCT visible_link::*maps[] = {
-        &visible_link::hmi_avail_cmd, &visible_link::hmi_avail_get_var, &visible_link::hmi_avail_set_var};
+    constexpr map_of_link maps[] = {&visible_link::hmi_avail_cmd, &visible_link::hmi_avail_get_var,
+                                    &visible_link::hmi_avail_set_var};
     for (const auto map : maps) {
         for (unsigned int bit = 0; bit < 256; ++bit) {
             link->hmi_avail_cmd_reset();

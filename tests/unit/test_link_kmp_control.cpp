@@ -38,14 +38,16 @@ struct reading {
     std::size_t size;
 };
 
+using flag_of_context = std::uint8_t context::*;
+
 // An operation and what is its own.
 struct control_operation {
     const char* function;
     std::uint32_t code;
     const char* failure; // the line without argument and result
     std::uint32_t timeout_ms = 1000;
-    std::uint8_t context::*flag = nullptr; // the one that makes it available
-    char refusal = 'E';                    // the level at which it says that it is not
+    flag_of_context flag = nullptr; // the one that makes it available
+    char refusal = 'E';             // the level at which it says that it is not
     bool says_start = false;
     std::vector<reading> readings = {};
 };

@@ -891,18 +891,17 @@ TEST(disp_topology_send, stops_before_the_driver_when_the_firmware_refuses)
 
 TEST(disp_topology_send, fails_when_the_driver_refuses_what_the_firmware_took)
 {
-    expect_lines_by_level(
-        shown_and({"disp_topology_send D sent display topology to FW through HCC",
-                   "synch_ioctl E ioctl 0x00007910 failed (rv=-1)",
-                   "disp_topology_send E HDC_IOCTL_KMP_DISP_TOPO_SET ioctl failed (ret=-500)"}),
-        [](host& h, visible_link& link) {
-            offer(link, READABLE, SESS_LINK);
-            expect_session(h, 0x01);
-            expect_firmware_send(h, SHOWN);
-            expect_driver_send(h, SHOWN, -1);
-            EXPECT_EQ(send_layout(link, SHOWN, 4), -500);
-            EXPECT_EQ(stated(), (requests{{0x7802, 252, 1000}, {0x7841, 72, 1000}, {0x7910, 240, 1000}}));
-        });
+    const lines all = shown_and({"disp_topology_send D sent display topology to FW through HCC",
+                                 "synch_ioctl E ioctl 0x00007910 failed (rv=-1)",
+                                 "disp_topology_send E HDC_IOCTL_KMP_DISP_TOPO_SET ioctl failed (ret=-500)"});
+    expect_lines_by_level(all, [](host& h, visible_link& link) {
+        offer(link, READABLE, SESS_LINK);
+        expect_session(h, 0x01);
+        expect_firmware_send(h, SHOWN);
+        expect_driver_send(h, SHOWN, -1);
+        EXPECT_EQ(send_layout(link, SHOWN, 4), -500);
+        EXPECT_EQ(stated(), (requests{{0x7802, 252, 1000}, {0x7841, 72, 1000}, {0x7910, 240, 1000}}));
+    });
 }
 
 // --- The arithmetic, against a slow reference ---
