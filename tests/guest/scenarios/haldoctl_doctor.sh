@@ -168,6 +168,7 @@ remedy  Log in as another user, or set DaemonRootHaldoAgent=1 in /etc/haldohosts
 END
 configure DaemonRootHaldoAgent=1
 works
+guest-utmp clear
 rm /run/utmp
 finds <<END
 issue   /run/utmp is missing, so that "who -u" names nobody: the agent only serves the login screen
