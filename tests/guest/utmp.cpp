@@ -45,7 +45,7 @@ template <std::size_t size> std::string text(const char (&member)[size])
 }
 
 // A seat has a display, which logind knows; any other session has a terminal.
-bool write_session(const utmpx& record, const std::string& path)
+bool write_session(const utmpx& record, const std::filesystem::path& path)
 {
     std::ofstream file(path);
     file << "USER=" << text(record.ut_user) << "\nLEADER=" << record.ut_pid << "\nREALTIME=" << record.ut_tv.tv_sec
@@ -69,7 +69,7 @@ bool write_sessions()
             records.push_back(*record);
     }
     for (std::size_t i = records.size(); i > 0; --i) {
-        if (!write_session(records[i - 1], sessions + ("/" + std::to_string(i))))
+        if (!write_session(records[i - 1], std::filesystem::path(sessions) / std::to_string(i)))
             return false;
     }
     return true;

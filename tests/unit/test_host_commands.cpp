@@ -189,6 +189,16 @@ TEST(is_user_logged_in_locally, finds_the_user_of_a_terminal_on_a_display)
     });
 }
 
+TEST(is_user_logged_in_locally, finds_the_user_of_a_seat_by_its_display)
+{
+    expect_logins({
+        {"alice    seat0        2026-11-20 09:12   ?          1234 (:0)\n"
+         "alice    tty7         2026-11-20 09:12  old         1234 (:0)\n",
+         1, "alice"},
+        {"alice    seat0        2026-11-20 09:12   ?          1234\n", 0, "alice"},
+    });
+}
+
 TEST(is_user_logged_in_locally, finds_nobody_among_remote_sessions)
 {
     expect_logins({

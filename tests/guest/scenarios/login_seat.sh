@@ -2,7 +2,8 @@
 # parentheses.
 configure DaemonLogLevel=4
 login alice seat0 :0
-expect_equal 'alice seat0 (:0)' "$(who -u | tr -s ' ' | cut -d ' ' -f 1,2,7)"
+read -ra words < <(who -u)
+expect_equal 'alice seat0 (:0)' "${words[0]} ${words[1]} ${words[-1]}"
 start_daemon
 expect_status 0
 wait_event 'agent alice *'
