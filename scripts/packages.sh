@@ -4,8 +4,8 @@
 declare -A packages=(
     [build]="g++ cmake ninja-build git pkg-config libgtest-dev libfuse3-dev libseccomp-dev libbenchmark-dev"
     [tools]="libcli11-dev nlohmann-json3-dev libpng-dev"
-    [guest]="user-mode-linux busybox-static procps bsdutils mount"
-    [check]="clang clang-format shellcheck gcovr man-db python3 python3-jsonschema valgrind zsh fish"
+    [guest]="user-mode-linux busybox-static procps bsdutils mount python3"
+    [check]="clang libclang-rt-dev clang-format shellcheck gcovr man-db python3 python3-jsonschema valgrind zsh fish"
     [cross]="g++-aarch64-linux-gnu g++-arm-linux-gnueabihf g++-s390x-linux-gnu googletest qemu-user"
     [bench]="python3 python3-matplotlib valgrind strace"
     [distributions]="mmdebstrap uidmap"
