@@ -36,6 +36,8 @@ refused "--session: '$long' has no length between 1 and 35" --session "$long"
 refused "--profile: 'fuller' is not a profile; a file's name has a '/'" --profile fuller
 refused "--profile: './fuller' cannot be read" --profile ./fuller
 refused "--seed: 'x' is not a number of 32 bits" --seed x
+refused "the program to run is missing" run --seed 2 --
+refused "'--jurnal' is not an option" run --jurnal "$journal" true
 
 expect_equal "haldo-cardsim $version" "$(haldo-cardsim --version)"
 for asked in --help --version 'ctl --help'; do
@@ -46,7 +48,7 @@ for asked in --help --version 'ctl --help'; do
     expect_file "$output" <<<'haldo-cardsim: standard output: No space left on device'
 done
 haldo-cardsim --help >"$output"
-wait_line "$output" 'Usage: haldo-cardsim \[OPTION\]...'
+wait_line "$output" 'Usage: haldo-cardsim run *'
 
 # Who may not use CUSE learns that before anything is opened.
 echo kept >"$here/record"
