@@ -1,5 +1,6 @@
 # shellcheck shell=bash
 # Sourced by ./demo and ./check: makes sure that the Debian packages they need are there.
+# By itself, with names of groups, it does so for them: scripts/packages.sh build tools
 
 declare -A packages=(
     [build]="g++ cmake ninja-build git pkg-config libgtest-dev libfuse3-dev libseccomp-dev libbenchmark-dev"
@@ -54,3 +55,7 @@ need_packages() {
         exit 1
     fi
 }
+
+if [ "${BASH_SOURCE[0]}" = "$0" ]; then
+    need_packages "$@"
+fi

@@ -11,14 +11,8 @@ chmod 666 $here/journal
 mkfifo -m 666 $here/agent
 echo XAUTHORITY=/run/login-screen/authority >$here/xauthority
 
-bold="" plain=""
-if [ "${1-}" = --bold ]; then
-    bold=$'\e[1m' plain=$'\e[0m'
-fi
-say() {
-    sleep 1
-    printf '\n%s%s%s\n' "$bold" "$*" "$plain"
-}
+# shellcheck source=tests/guest/story_card.sh
+. "$(dirname "${BASH_SOURCE[0]}")/story_card.sh"
 
 # until_line PATTERN: waits for a line of the log that has come since the last call, and shows the new ones up to it.
 # Of the debug lines only those are shown that tell the story.
@@ -41,7 +35,7 @@ until_line() {
 agent_ends() { echo "$*" >$here/agent; }
 
 say "A card is plugged in (a simulated one, behind two real device nodes):"
-haldo-cardsim --journal $here/card | sed 's/^/    /' &
+haldo-cardsim --words $here/card | sed 's/^/    /' &
 for _ in $(seq 100); do
     [ -c /dev/haldo_host0 ] && [ -c /dev/haldo_host1 ] && break
     sleep 0.1
@@ -63,7 +57,8 @@ version, and detaches:"
 haldohostswd | sed 's/^/    /'
 printf '    the starting process ended with status %s; the lock file names the daemon: %s\n' \
     "${PIPESTATUS[0]}" "$(cat /run/haldohostswd.pid)"
-sed 's/^/    card saw: /' $here/card
+echo "    the card saw:"
+shown card_saw $here/card
 daemon=$(cat /run/haldohostswd.pid)
 
 say "From here on it logs to $log,
@@ -75,7 +70,7 @@ say "alice logs in on the X display :0. The agent of the login screen ends, and 
 through su, with her X authority file and the longer wait of a login:"
 guest-utmp login alice :0
 echo XAUTHORITY=/home/alice/.Xauthority >$here/xauthority
-who -u | sed 's/^/    who -u: /'
+shown who -u
 agent_ends exit 0
 until_line 'Executing'
 
@@ -89,13 +84,7 @@ agent_ends exit 0
 until_line 'Executing'
 
 say "Beside the daemon, haldoctl talks to the card. A client connects, and gets an arrow for a cursor:"
-haldo-cardsim ctl connect 192.0.2.77
-haldoctl session show | sed 's/^/    /'
-haldoctl status | sed 's/^/    /'
-haldoctl cursor shape "$(dirname "${BASH_SOURCE[0]}")/../../docs/arrow.png" | sed 's/^/    /'
-haldoctl cursor show | sed 's/^/    /'
-haldoctl cursor move 960 540 | sed 's/^/    /'
-haldo-cardsim ctl render /out/client.png
+client_comes /out/client.png
 
 say "alice logs out. The agent serves the login screen as root again:"
 guest-utmp logout :0
@@ -113,8 +102,8 @@ for _ in $(seq 600); do
 done
 sleep 0.3
 
-say "What the card saw from beginning to end:"
-sed 's/^/    /' $here/card
+say "What the card saw from beginning to end, in words:"
+card_saw $here/card
 
 say "And whom the launcher ran for, with which arguments:"
 grep ^launcher $here/journal | sed 's/^/    /'
