@@ -1,6 +1,6 @@
 # docs/without-a-card.md: what a newcomer types, as it stands there, from the first card on.
 checkout=$(realpath -- "$(dirname "${BASH_SOURCE[0]}")/../../..")
-mkdir "$here/docs"
+mkdir "$here/docs" "$here/build"
 cp "$checkout/docs/arrow.png" "$here/docs"
 cd "$here" || exit
 awk '/^```/ {inside = !inside; next} inside && /^haldo-cardsim/ {begun = 1} inside && begun && !/^\.\/demo|^tests/' \
@@ -17,7 +17,7 @@ for line in 'peer         192.0.2.77' 'transitions  1' 'shapes.0.file       docs
     'visible     yes' 'x           960' '  "schema_version": 1,' 'peer         192.0.2.78'; do
     wait_line said "$line"
 done
-wait_line card.log 'HDC 0x7907 HDC_IOCTL_KMP_CUR_SHAPE *-> EIO'
+wait_line build/card.log 'HDC 0x7907 HDC_IOCTL_KMP_CUR_SHAPE *-> EIO'
 wait_line guest-card.log 'HCC 0x7802 HCC_IOCTL_HMI_VAR_GET *'
-expect_equal '89 50 4e 47 0d 0a 1a 0a' "$(head -c 8 client.png | od -An -tx1 | sed 's/^ //')"
+expect_equal '89 50 4e 47 0d 0a 1a 0a' "$(head -c 8 build/client.png | od -An -tx1 | sed 's/^ //')"
 expect_absent /dev/haldo_host0 /dev/haldo_host1
