@@ -423,7 +423,27 @@ def growth():
                "a pass with one user, and what who -u alone takes longer", 1.2, "users", "ms")
 
 
-PARTS = {"memory": memory, "idle": idle, "start": start_part, "pass": pass_part, "restart": restart, "growth": growth}
+def request():
+    """A small request at a node of CUSE's and through haldo-cardsim run, and the bare system call."""
+    start(["haldo-cardsim"])
+    while not Path("/dev/haldo_host1").exists():
+        time.sleep(0.1)
+    program = f"{BUILT}/../bench_request"
+    commands = {"CUSE": [program, "/dev/haldo_host1"],
+                "haldo-cardsim run": ["haldo-cardsim", "run", "--", program, "/dev/haldo_host1"],
+                "the bare system call": [program, "/dev/null"]}
+    say("a request, ns:")
+    found = turns(lambda one: float(subprocess.check_output(commands[one])), list(commands), 11)
+    cuse, run, bare = (value / 1000 for value in found)
+    for ours, name, reference, against in ((run, "haldo-cardsim run", cuse, "CUSE"),
+                                           (run, "haldo-cardsim run", bare, "the bare system call"),
+                                           (cuse, "CUSE", bare, "the bare system call")):
+        row(f"a request through {name}, in a guest", ours, reference, "us", against, part="card")
+    end_all()
+
+
+PARTS = {"memory": memory, "idle": idle, "start": start_part, "pass": pass_part, "restart": restart, "growth": growth,
+         "request": request}
 
 
 def main():
