@@ -1,5 +1,5 @@
 #!/bin/bash
-# story_card.sh [--bold] WORDS PICTURE: run by ./demo where no guest can boot, under haldo-cardsim run with --words WORDS.
+# story_card.sh [--bold] WORDS PICTURE: run by ./demo where no guest can boot, by haldo-cardsim run --words WORDS.
 # Sourced by story.sh, which tells the same in the middle of a working day.
 
 bold="" plain=""
