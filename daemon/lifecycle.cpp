@@ -117,8 +117,8 @@ static void reopen_on_null(int fd, int flags)
 
 void daemonize()
 {
-    // The starting shell may have blocked them. Before they have a handler: what is pending, such as the end of a command
-    // that was run before, decides nothing.
+    // The starting shell may have blocked them. They have no handler yet: what is pending, such as the SIGCHLD of a
+    // command that was run before, decides nothing.
     constexpr int handled[] = {SIGCHLD, SIGUSR1, SIGALRM, SIGTERM, SIGHUP};
     sigset_t set;
     sigemptyset(&set);

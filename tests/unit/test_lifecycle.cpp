@@ -291,11 +291,8 @@ TEST(daemon_handler, decides_by_the_signal_whether_and_how_the_process_ends)
 TEST(daemon_handler, does_not_hang_whichever_instruction_it_interrupts)
 {
     const std::string cut(400, 'x');
-    for (const char* zone : {"EAST-5:30", ":/etc/localtime"}) {
-        SCOPED_TRACE(zone);
-        setenv("TZ", zone, 1);
-        expect_never_to_hang_in_the_handler([] { LOG_MAIN_I("text"); });
-    }
+    setenv("TZ", "EAST-5:30", 1);
+    expect_never_to_hang_in_the_handler([] { LOG_MAIN_I("text"); });
     expect_never_to_hang_in_the_handler([&cut] { LOG_MAIN_I("%s", cut.c_str()); });
     expect_never_to_hang_in_the_handler([] { std::fclose(std::fopen("/dev/null", "r")); });
 }

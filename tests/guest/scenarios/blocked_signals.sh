@@ -1,19 +1,18 @@
 # A starting shell that blocks signals does not leave the parent waiting, nor the daemon deaf to them.
-blocked=(env --block-signal=HUP,USR1,ALRM,TERM,CHLD)
 
 # start_blocked [RULE...]: start_daemon, with these signals blocked.
 start_blocked() {
     status=0
-    warden "$@" -- "${blocked[@]}" haldohostswd || status=$?
+    warden "$@" -- env --block-signal=HUP,USR1,ALRM,TERM,CHLD haldohostswd || status=$?
 }
 
 configure
 start_blocked
 expect_status 0
 wait_event 'agent root *'
-for file in "/proc/$(daemon_pid)/status" "$here/agent.signals"; do
-    expect_equal 0000000000000000 "$(sed -n 's/^SigBlk:\t//p' "$file")"
-done
+blocked_of() { sed -n 's/^SigBlk:\t//p' "$1"; }
+expect_equal 0000000000000000 "$(blocked_of "$here/agent.signals")"
+expect_equal 0000000000010000 "$(blocked_of "/proc/$(daemon_pid)/status")" # SIGCHLD, by system
 daemon=$(daemon_pid)
 kill -TERM "$daemon"
 expect_gone "$daemon"
