@@ -2,6 +2,12 @@
 configure
 start_card
 chmod 666 "${nodes[@]}"
+
+# A second card finds the nodes taken, and does not disturb the first.
+result=0
+haldo-cardsim --journal "$journal" 2>"$output" || result=$?
+expect_equal 1 "$result"
+expect_file "$output" <<<'haldo-cardsim: /dev/haldo_host0 exists already: another card has it'
 start_daemon
 expect_events <<<"$link_constructed"
 wait_event 'agent root *'

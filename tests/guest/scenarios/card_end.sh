@@ -1,4 +1,5 @@
-# The simulated card ends when it is told to, leaves nothing that stops the next one, and tells what it could not write.
+# The simulated card starts where it may, ends when it is told to, leaves nothing that stops the next one, and tells what
+# it could not write.
 
 # card_ends STATUS : it has ended, its nodes with it
 card_ends() {
@@ -7,6 +8,29 @@ card_ends() {
     expect_equal "$1" "$result"
     expect_absent "${nodes[@]}"
 }
+
+# Who may not use CUSE learns that before anything is opened.
+echo kept >"$here/record"
+chmod 666 "$here/record"
+result=0
+su alice -c "/opt/haldo/bin/haldo-cardsim --record $here/record" 2>"$here/errors" || result=$?
+expect_equal 4 "$result"
+expect_file "$here/errors" <<<'haldo-cardsim: /dev/cuse cannot be opened: Permission denied; load the kernel module cuse and run as root'
+expect_file "$here/record" <<<kept
+
+# A file that cannot be written is said before there are nodes. A card that does not start leaves the record as it is.
+# not_started OPTION... <<<LINE
+not_started() {
+    local result=0
+    haldo-cardsim --record "$here/record" "$@" 2>"$here/errors" || result=$?
+    expect_equal 1 "$result"
+    expect_file "$here/errors"
+    expect_file "$here/record" <<<kept
+}
+not_started --words /nonexistent/words <<<"haldo-cardsim: words '/nonexistent/words': No such file or directory"
+not_started --control /nonexistent/socket \
+    <<<'haldo-cardsim: control socket: /nonexistent/socket: No such file or directory'
+expect_absent "${nodes[@]}"
 
 for signal in INT HUP TERM; do
     start_card

@@ -71,6 +71,9 @@ finds <<END
 issue   /etc/haldohostswd.conf:2: Colour: unknown key, the line is ignored
 remedy  Remove the line
 END
+# check-config reads that file, too, where none is named.
+ctl 0 check-config
+expect_equal '/etc/haldohostswd.conf:2: Colour: warning: unknown key, the line is ignored' "$(cat "$results")"
 configure
 for others in '646 root:root' '664 root:root' '644 alice:root'; do
     chmod "${others% *}" /etc/haldohostswd.conf

@@ -1,5 +1,7 @@
 # The library against the card: cursor shapes, for a client that keeps three, of any length that passes the kernel.
-start_card --context cur_shape_caches=3 --context cur_shape_cache_size=131052
+words=$here/words
+record=$here/record
+start_card --context cur_shape_caches=3 --context cur_shape_cache_size=131052 --words "$words" --record "$record"
 chmod 666 "${nodes[@]}"
 su alice -c "/opt/haldo/bin/guest-link shapes" >"$output"
 expect_file "$output" <<END
@@ -45,3 +47,9 @@ HDC release
 HCC release
 END
 expect_no_more_events
+
+# What does not pass is told in words, and neither in the journal nor in the record.
+expect_equal 1 "$(grep -c ENOMEM "$words")"
+expect_equal 1 "$(grep -c ' HDC KMP_CUR_SHAPE_BMP length=131073 -> ENOMEM$' "$words")"
+expect_equal "$(grep -c . "$words")" "$(($(grep -c '^H[CD]C 0x' "$journal") + 1))"
+expect_equal "$(grep '^H[CD]C 0x' "$journal")" "$(grep -v '^>' "$record" | sed 's/ = .*//')"

@@ -1,9 +1,9 @@
 # haldoctl against a card that does not tell the client's context, and lets the tag be read only; and files that cannot
 # be written.
+# card: --writable-map 0 --fail 0x7822 --fail 0x790D
 # shellcheck source=tests/haldoctl/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../haldoctl/lib.sh"
 
-start_card --writable-map 0 --fail 0x7822 --fail 0x790D
 golden refused_kmp_context 1 kmp context
 ctl 1 cursor enable
 expect_equal "haldoctl: the card refused the context of the session's client" "$(cat "$messages")"

@@ -1,4 +1,5 @@
 # haldoctl cursor shape and slot against the card: PNG files as bitmaps, byte for byte.
+# card:
 # shellcheck source=tests/haldoctl/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../haldoctl/lib.sh"
 
@@ -14,7 +15,6 @@ base64 -d >1x128.png <<<iVBORw0KGgoAAAANSUhEUgAAAAEAAACACAYAAADK+QP0AAAAEklEQVR4
 base64 -d >bright.png <<<iVBORw0KGgoAAAANSUhEUgAAAAYAAAABCAIAAAByq0inAAAAG0lEQVR42mOor69vaGj4H87wP4KBYfl/hhX/AVNWCPg190SOAAAAAElFTkSuQmCC
 base64 -w 0 small.png | head -c 60 | base64 -d >cut.png
 
-start_card
 context='HCC 0x7822 HCC_IOCTL_KMP_PRI_CTXT_GET 02 00 00 00 (+288 zero) -> 0'
 sent='HDC 0x7906 HDC_IOCTL_KMP_CUR_SHAPE_BMP 03 00 0A 00 00 00 00 00'
 

@@ -1,13 +1,12 @@
 # haldoctl against a card that fails requests: status 1.
+# card: --session 192.0.2.77 --readable-map 0x3FEF
 # shellcheck source=tests/haldoctl/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../haldoctl/lib.sh"
 
-failing=()
 for code in 0x7804 0x7805 0x7821 0x7840 0x7841 0x7842 0x7843 0x7845 0x7846 0x7847 0x7902 0x7903 0x7904 0x7906 0x7907 \
     0x7908 0x7909 0x790A 0x790B 0x790C 0x790D 0x790E 0x790F 0x7911 0x7912 0x7913; do
-    failing+=(--fail "$code")
+    haldo-cardsim ctl fail "$code" EIO
 done
-start_card --session 192.0.2.77 --readable-map 0x3FEF "${failing[@]}"
 base64 -d >"$here/small.png" <<<iVBORw0KGgoAAAANSUhEUgAAAAIAAAACCAYAAABytg0kAAAAFUlEQVR42mNgYPjP8B8IgBSIxdAAAE1FCHmykEBGAAAAAElFTkSuQmCC
 cd "$here" || exit
 for command in 'session host-state get' 'session host-state set 1' 'tag get' 'local-info' 'imaging show' \

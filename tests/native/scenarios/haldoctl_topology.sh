@@ -1,8 +1,8 @@
 # haldoctl topology against the card: layouts shown, drawn and sent.
+# card: --session 192.0.2.77
 # shellcheck source=tests/haldoctl/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../haldoctl/lib.sh"
 
-start_card --session 192.0.2.77
 session='HCC 0x7802 HCC_IOCTL_HMI_VAR_GET 03 00 00 00 (+248 zero) -> 0'
 
 golden topology_show 0 topology show --message 0x102 --reserved 3

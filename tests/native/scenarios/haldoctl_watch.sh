@@ -1,8 +1,8 @@
 # haldoctl session watch and kmp open --hold: what they do until they are interrupted, and that they do nothing else.
+# card: --session 192.0.2.77
 # shellcheck source=tests/haldoctl/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../haldoctl/lib.sh"
 
-start_card --session 192.0.2.77
 look='HCC 0x7802 HCC_IOCTL_HMI_VAR_GET 03 00 00 00 (+248 zero) -> 0'
 context='HCC 0x7822 HCC_IOCTL_KMP_PRI_CTXT_GET 02 00 00 00 (+288 zero) -> 0'
 

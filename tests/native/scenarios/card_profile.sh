@@ -1,14 +1,9 @@
 # The simulated card takes what it offers and holds from a profile, shipped or a file, and from other options after it.
-start_card --session 192.0.2.99 --context hoip_enable=0 --profile client-sc
-chmod 666 "${nodes[@]}"
-su alice -c "/opt/haldo/bin/guest-link kmp" >"$output"
+haldo-cardsim run --session 192.0.2.99 --context hoip_enable=0 --profile client-sc -- \
+    sh -c 'guest-link kmp; guest-link session' >"$output"
 wait_line "$output" 'is_client_sc 1'
 wait_line "$output" 'hoip_avail -511'
-su alice -c "/opt/haldo/bin/guest-link session" >"$output"
 wait_line "$output" '*192.0.2.99*'
-kill %1
-wait %1
-expect_absent "${nodes[@]}"
 
 cat >"$here/own.profile" <<'END'
 # a card of our own
@@ -16,17 +11,11 @@ readable = sess_stat conn_port
 context.cur_shape_fadeout_enable = 7
 port = 4711
 END
-start_card --profile "$here/own.profile"
-chmod 666 "${nodes[@]}"
-su alice -c "/opt/haldo/bin/guest-link offers" >"$output"
+haldo-cardsim run --profile "$here/own.profile" sh -c 'guest-link offers; guest-link kmp; guest-link network' >"$output"
 wait_line "$output" 'sess_stat_get_avail 0'
 wait_line "$output" 'link_info_get_avail -511'
-su alice -c "/opt/haldo/bin/guest-link kmp" >"$output"
 wait_line "$output" 'is_client_sc 0'
-su alice -c "/opt/haldo/bin/guest-link network" >"$output"
 wait_line "$output" '*4711*'
-kill %1
-wait %1
 
 # A profile that is wrong is refused like any other word.
 echo 'port = all' >"$here/own.profile"
@@ -40,12 +29,9 @@ END
 
 # Every one that ships.
 while read -r profile ip line; do
-    start_card --profile "$profile"
-    haldo-cardsim ctl state >"$output"
+    haldo-cardsim run --profile "$profile" haldo-cardsim ctl state >"$output"
     wait_line "$output" "    \"ip\": \"$ip\""
     wait_line "$output" "    $line"
-    kill %1
-    wait %1
 done <<'END'
 full 192.0.2.77 "haldo_kmp_1_supported": 1,
 minimal-firmware 192.0.2.77 "haldo_kmp_1_supported": 0,
@@ -56,7 +42,7 @@ END
 
 # Installed it finds them in its share; without that it knows none.
 mkdir -p "$here/usr/bin" "$here/usr/share/haldo-cardsim"
-cp /opt/haldo/build/cardsim/haldo-cardsim "$here/usr/bin"
+cp "$build/cardsim/haldo-cardsim" "$here/usr/bin"
 PATH=$here/usr/bin:$PATH
 result=0
 haldo-cardsim --profile full >"$output" 2>&1 || result=$?
@@ -65,7 +51,6 @@ expect_file "$output" <<END
 haldo-cardsim: --profile: 'full' is not a profile; a file's name has a '/'
 Try 'haldo-cardsim --help'.
 END
-cp /opt/haldo/build/cardsim/profiles/full.profile "$here/usr/share/haldo-cardsim"
-start_card --profile full
-haldo-cardsim ctl state >"$output"
+cp "$build/cardsim/profiles/full.profile" "$here/usr/share/haldo-cardsim"
+haldo-cardsim run --profile full haldo-cardsim ctl state >"$output"
 wait_line "$output" '    "ip": "192.0.2.77"'

@@ -1,8 +1,8 @@
 # haldoctl's commands against the card: what each sends, and its result as a document, and of some as text.
+# card: --session 192.0.2.77
 # shellcheck source=tests/haldoctl/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../haldoctl/lib.sh"
 
-start_card --session 192.0.2.77
 get='HCC 0x7802 HCC_IOCTL_HMI_VAR_GET'
 set='HCC 0x7803 HCC_IOCTL_HMI_VAR_SET'
 context='HCC 0x7822 HCC_IOCTL_KMP_PRI_CTXT_GET 02 00 00 00 (+288 zero) -> 0'

@@ -1,7 +1,6 @@
 # The library against the card: the user's imaging preference.
-start_card
-chmod 666 "${nodes[@]}"
-su alice -c "/opt/haldo/bin/guest-link imaging" >"$output"
+# card:
+guest-link imaging >"$output"
 expect_file "$output" <<END
 img_user_cfg_set 100: 0
 img_user_cfg_cache_set 100: 0

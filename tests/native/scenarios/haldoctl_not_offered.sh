@@ -1,10 +1,10 @@
 # haldoctl against a card whose firmware and client offer nothing: status 3, and nothing is sent.
+# card: --session 192.0.2.77 --readable-map 0 --writable-map 0 --context haldo_kmp_1_supported=0
+# card: --context cur_shape_bmp_alpha=0 --context cur_speed_update_enable=0 --context cur_shape_fadeout_enable=0
+# card: --context kbd_client_auto_repeat_supported=0 --context cur_shape_caches=0
 # shellcheck source=tests/haldoctl/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../haldoctl/lib.sh"
 
-start_card --session 192.0.2.77 --readable-map 0 --writable-map 0 --context haldo_kmp_1_supported=0 \
-    --context cur_shape_bmp_alpha=0 --context cur_speed_update_enable=0 --context cur_shape_fadeout_enable=0 \
-    --context kbd_client_auto_repeat_supported=0 --context cur_shape_caches=0
 for command in 'session show' 'session watch' 'session disconnect' 'net' 'port' 'stats show' 'stats reset' \
     'unicode 1' 'imaging show' 'imaging set 1' 'imaging cache 1' 'topology cached'; do
     name=${command%% [0-9]*}
