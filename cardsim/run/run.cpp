@@ -37,7 +37,8 @@ class private_folder
 public:
     private_folder()
     {
-        std::string name = std::filesystem::temp_directory_path() / "haldo-cardsim.XXXXXX";
+        const char* const given = std::getenv("TMPDIR");
+        std::string name = std::string(given != nullptr ? given : "/tmp") + "/haldo-cardsim.XXXXXX";
         if (name.size() > 80) // the socket's path has an end
             name = "/tmp/haldo-cardsim.XXXXXX";
         if (mkdtemp(name.data()) == nullptr)

@@ -234,12 +234,11 @@ supervisor::~supervisor()
 
 void supervisor::require_means(pid_t process, const char& known) const
 {
-    // No call has the number 0, so a kernel that knows the flag does not find it.
+    // No call has the number 0, so a kernel that can hand over a descriptor does not find it.
     seccomp_notif_addfd probe{};
-    probe.flags = SECCOMP_ADDFD_FLAG_SEND;
     probe.srcfd = static_cast<std::uint32_t>(m_closes);
     if (ioctl(m_listener, SECCOMP_IOCTL_NOTIF_ADDFD, &probe) == 0 || errno != ENOENT)
-        throw std::runtime_error("the kernel is too old: Linux 5.14 or newer is needed");
+        throw std::runtime_error("the kernel is too old: Linux 5.9 or newer is needed");
     if (descriptor_link(getpid(), m_closes).empty())
         throw std::runtime_error("/proc does not show this program's descriptors");
     char byte = 0;
@@ -306,21 +305,23 @@ void supervisor::open(const seccomp_notif& call, eVESK_NODE node, std::uint64_t 
     closed.events = EPOLLIN;
     closed.data.fd = ours;
     const std::string link = descriptor_link(getpid(), theirs);
-    // Hands it over and answers the call in one step, so that nothing is left where the caller is interrupted.
+    // The caller goes on only when this program holds the end no more, so that each close is told at once, and in
+    // order.
     seccomp_notif_addfd handed{};
     handed.id = call.id;
-    handed.flags = SECCOMP_ADDFD_FLAG_SEND;
     handed.srcfd = static_cast<std::uint32_t>(theirs);
     handed.newfd_flags = static_cast<std::uint32_t>(flags & O_CLOEXEC);
-    if (epoll_ctl(m_closes, EPOLL_CTL_ADD, ours, &closed) == 0 &&
-        ioctl(m_listener, SECCOMP_IOCTL_NOTIF_ADDFD, &handed) >= 0) {
+    const int result = epoll_ctl(m_closes, EPOLL_CTL_ADD, ours, &closed) != 0
+                           ? -1
+                           : ioctl(m_listener, SECCOMP_IOCTL_NOTIF_ADDFD, &handed);
+    const int error = errno;
+    close(theirs);
+    if (is_answered(call.id, result < 0 ? -error : result, 0) && result >= 0) {
         m_opened[link] = {node, ours};
         m_card.open(node);
     } else {
-        respond(call.id, -errno);
         close(ours);
     }
-    close(theirs);
 }
 
 void supervisor::take_closes()
@@ -381,15 +382,19 @@ void supervisor::send(const reply& end) const
     respond(end.call, is_lost ? -EFAULT : end.result);
 }
 
-// One that was interrupted or killed meanwhile needs no answer.
 void supervisor::respond(std::uint64_t call, int result, std::uint32_t flags) const
+{
+    is_answered(call, result, flags);
+}
+
+bool supervisor::is_answered(std::uint64_t call, int result, std::uint32_t flags) const
 {
     seccomp_notif_resp response{};
     response.id = call;
     response.flags = flags;
     response.val = result < 0 ? 0 : result;
     response.error = result < 0 ? result : 0;
-    seccomp_notify_respond(m_listener, &response);
+    return seccomp_notify_respond(m_listener, &response) == 0;
 }
 
 bool supervisor::still_waits(std::uint64_t call) const

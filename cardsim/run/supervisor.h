@@ -68,6 +68,8 @@ private:
     void request(const seccomp_notif& call, eVESK_NODE node);
     void send(const reply& end) const;
     void respond(std::uint64_t call, int result, std::uint32_t flags = 0) const;
+    // Responds. False: the caller waits no more, it was interrupted or killed, and needs no answer.
+    bool is_answered(std::uint64_t call, int result, std::uint32_t flags) const;
     bool still_waits(std::uint64_t call) const;
 
     cardsim::card& m_card;
