@@ -1,5 +1,6 @@
 #include "config.h"
 
+#include "exit_lock.h"
 #include "vesk_log.h"
 
 #include <cstdio>
@@ -81,7 +82,7 @@ template <std::size_t size> static void copy_text(char (&member)[size], const ch
 void get_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* cfg)
 {
     *cfg = {};
-    std::FILE* file = std::fopen(CONFIG_FILE, "r");
+    std::FILE* file = with_exit_lock([] { return std::fopen(CONFIG_FILE, "r"); });
     if (file == nullptr) {
         VESK_LOG_I("Unable to open daemon config file %s", CONFIG_FILE);
     } else {
@@ -90,7 +91,7 @@ void get_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* cfg)
         char line[LINE_SIZE];
         while (std::fgets(line, sizeof(line), file) != nullptr)
             read_line(line);
-        std::fclose(file);
+        with_exit_lock([=] { return std::fclose(file); });
     }
 
     const sVESK_CONFIG_LOOKUP_STRUCT* entry = config_lookup_table;

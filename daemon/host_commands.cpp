@@ -1,5 +1,6 @@
 #include "host_commands.h"
 
+#include "exit_lock.h"
 #include "vesk_log.h"
 
 #include <cerrno>
@@ -30,7 +31,7 @@ int run_cmd(char* command)
 static std::FILE* open_output(const char* command)
 {
     static char buffer[1024];
-    std::FILE* output = popen(command, "r");
+    std::FILE* output = with_exit_lock([=] { return popen(command, "r"); });
     if (output != nullptr)
         std::setvbuf(output, buffer, _IOFBF, sizeof(buffer));
     return output;
@@ -66,7 +67,7 @@ int is_user_logged_in_locally(char* user)
         login = login_of_line(line, user);
     }
     // The kernel reaps the child while SIGCHLD is ignored: none left to wait for is expected.
-    if (pclose(who) == -1 && errno != ECHILD)
+    if (with_exit_lock([=] { return pclose(who); }) == -1 && errno != ECHILD)
         VESK_LOG_E("pclose() failed, code=%d (%s)", errno, std::strerror(errno));
     return login == 1;
 }
@@ -101,7 +102,7 @@ void get_xauthority(int seconds, char* dst, sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* c
             VESK_LOG_D("XAUTHORITY cookie is %s", dst);
         }
     }
-    pclose(lookup);
+    with_exit_lock([=] { return pclose(lookup); });
     VESK_LOG_D("Done.");
 }
 

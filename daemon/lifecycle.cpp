@@ -1,6 +1,7 @@
 #include "lifecycle.h"
 
 #include "cursor_policy.h"
+#include "exit_lock.h"
 #include "haldo_build_id.h"
 #include "haldo_version.h"
 #include "vesk_log.h"
@@ -78,13 +79,37 @@ bool is_child_of_init()
     return getppid() == INIT_PID;
 }
 
+static constexpr int HANDLED_SIGNALS[] = {SIGCHLD, SIGUSR1, SIGALRM, SIGTERM, SIGHUP};
+
+static void mask_handled_signals(int how)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signum : HANDLED_SIGNALS)
+        sigaddset(&set, signum);
+    sigprocmask(how, &set, nullptr);
+}
+
+last_of_main::~last_of_main()
+{
+    mask_handled_signals(SIG_BLOCK);
+}
+
+[[noreturn]] static void leave(int status)
+{
+    mask_handled_signals(SIG_BLOCK); // exit cannot be interrupted by a handler that calls it
+    std::exit(status);
+}
+
 void daemon_handler(int signum)
 {
     VESK_LOG_I("daemon_handler(): signum=%d pid=%d", signum, getpid());
     if (signum == SIGHUP)
         return;
-    // Not exit, which takes locks that what was interrupted may hold. Every line is written already.
-    _exit(signum == SIGUSR1 ? 0 : 1);
+    const int status = signum == SIGUSR1 ? 0 : 1;
+    if (exit_lock_taken != 0)
+        _exit(status); // every line is written already
+    leave(status);
 }
 
 static void take_lock()
@@ -94,12 +119,12 @@ static void take_lock()
     if (fd < 0) {
         VESK_LOG_AS("daemonize", VESK_LOG_ERROR, "Unable to open lockfile %s, code %d (%s)", LOCK_FILE, errno,
                     std::strerror(errno));
-        std::exit(1);
+        leave(1);
     }
     if (lockf(fd, F_TLOCK, 0) != 0) {
         VESK_LOG_AS("daemonize", VESK_LOG_ERROR, "Unable to lock lockfile %s, code %d (%s)", LOCK_FILE, errno,
                     std::strerror(errno));
-        std::exit(1);
+        leave(1);
     }
     // The descriptor stays open: the lock lives as long as the process.
     char pid[16];
@@ -119,25 +144,20 @@ void daemonize()
 {
     // The starting shell may have blocked them. They have no handler yet: what is pending, such as the SIGCHLD of a
     // command that was run before, decides nothing.
-    constexpr int handled[] = {SIGCHLD, SIGUSR1, SIGALRM, SIGTERM, SIGHUP};
-    sigset_t set;
-    sigemptyset(&set);
-    for (const int signum : handled)
-        sigaddset(&set, signum);
-    sigprocmask(SIG_UNBLOCK, &set, nullptr);
-    for (const int signum : handled)
+    mask_handled_signals(SIG_UNBLOCK);
+    for (const int signum : HANDLED_SIGNALS)
         std::signal(signum, daemon_handler);
 
     const pid_t starter = getpid();
     const pid_t child = fork();
     if (child < 0) {
         VESK_LOG_E("Unable to fork daemon, code=%d (%s)", errno, std::strerror(errno));
-        std::exit(1);
+        leave(1);
     }
     if (child > 0) {
         alarm(PARENT_PATIENCE_S);
         pause();
-        std::exit(0); // only SIGHUP's handler returns
+        leave(0); // only SIGHUP's handler returns
     }
 
     take_lock();
@@ -150,11 +170,11 @@ void daemonize()
     umask(0);
     if (setsid() < 0) {
         VESK_LOG_E("Unable to create a new session, code %d (%s)", errno, std::strerror(errno));
-        std::exit(1);
+        leave(1);
     }
     if (chdir("/") != 0) {
         VESK_LOG_E("Unable to change directory to %s, code %d (%s)", "/", errno, std::strerror(errno));
-        std::exit(1);
+        leave(1);
     }
     reopen_on_null(STDIN_FILENO, O_RDONLY);
     if (m_log_level == VESK_LOG_OFF) {

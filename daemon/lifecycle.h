@@ -51,5 +51,10 @@ void daemonize();
 // The handler of the signals that decide the parent's fate: logs, and ends the process unless it is SIGHUP.
 void daemon_handler(int signum);
 
+// The first local variable of main: what ends behind it, exit, is not interrupted by daemon_handler.
+struct last_of_main {
+    ~last_of_main();
+};
+
 // The orderly end: absolute cursor reports, the link stopped.
 void shut_down(cVESK_HALDO_LINK* link);

@@ -7,6 +7,7 @@
 
 int main()
 {
+    const last_of_main last;
     prepare_standard_streams();
     cVESK_HALDO_LINK link;
     log_version_at_start();

@@ -1,4 +1,5 @@
 #include "config.h"
+#include "exit_lock.h"
 #include "haldo_build_id.h"
 #include "haldo_version.h"
 #include "lifecycle.h"
@@ -286,6 +287,33 @@ TEST(daemon_handler, decides_by_the_signal_whether_and_how_the_process_ends)
         EXPECT_EQ(h.exit_status_of([signum = signum] { daemon_handler(signum); }), status);
         EXPECT_EQ(h.log(), lines{});
     }
+}
+
+TEST(daemon_handler, leaves_by_exit_with_its_signals_blocked_and_without_it_where_its_lock_may_be_taken)
+{
+    const std::set<int> handled = {SIGCHLD, SIGUSR1, SIGALRM, SIGTERM, SIGHUP};
+    for (const int signum : {SIGUSR1, SIGALRM}) {
+        host h;
+        EXPECT_EQ(h.exit_status_of([=] { daemon_handler(signum); }), signum == SIGUSR1 ? 0 : 1);
+        EXPECT_EQ(h.left_by, "exit");
+        EXPECT_EQ(h.blocked, handled);
+        h.blocked = {};
+        exit_lock_taken = 1;
+        EXPECT_EQ(h.exit_status_of([=] { daemon_handler(signum); }), signum == SIGUSR1 ? 0 : 1);
+        exit_lock_taken = 0;
+        EXPECT_EQ(h.left_by, "_exit");
+        EXPECT_EQ(h.log().size(), 2U);
+    }
+}
+
+TEST(last_of_main, blocks_the_handled_signals_at_the_end)
+{
+    host h;
+    {
+        const last_of_main last;
+        EXPECT_EQ(h.blocked, std::set<int>{});
+    }
+    EXPECT_EQ(h.blocked, (std::set<int>{SIGCHLD, SIGUSR1, SIGALRM, SIGTERM, SIGHUP}));
 }
 
 TEST(daemon_handler, does_not_hang_whichever_instruction_it_interrupts)

@@ -1,6 +1,7 @@
 #include "host.h"
 
 #include "config.h"
+#include "exit_lock.h"
 #include "vesk_log.h"
 
 #include <algorithm>
@@ -67,6 +68,7 @@ struct host::state {
     long made(const step& announced);
     long call(const std::string& line);
     std::FILE* open_stream(const std::string& line, bool is_pipe);
+    void require_exit_lock(const std::string& call);
 };
 
 static host::state* current = nullptr;
@@ -428,8 +430,16 @@ long host::state::call(const std::string& line)
     return made(next(line));
 }
 
+// A handler that interrupts what opens and closes streams is to know it.
+void host::state::require_exit_lock(const std::string& call)
+{
+    if (exit_lock_taken == 0)
+        problems += call + " without with_exit_lock\n";
+}
+
 std::FILE* host::state::open_stream(const std::string& line, bool is_pipe)
 {
+    require_exit_lock(line);
     step announced = next(line);
     if (announced.result != 0) {
         errno = announced.error;
@@ -504,8 +514,10 @@ extern "C" int __wrap_fclose(std::FILE* stream)
             current->problems += "fclose of something that popen opened\n";
             return EOF;
         }
-        if (file != current->streams.end())
+        if (file != current->streams.end()) {
+            current->require_exit_lock("fclose");
             current->streams.erase(file);
+        }
     }
     return __real_fclose(stream);
 }
@@ -515,6 +527,7 @@ extern "C" int __wrap_pclose(std::FILE* stream)
 {
     if (current == nullptr)
         return __real_pclose(stream);
+    current->require_exit_lock("pclose");
     const auto pipe = current->streams.find(stream);
     if (pipe == current->streams.end() || !pipe->second.is_pipe) {
         current->problems += "pclose of something that popen did not open\n";
@@ -667,6 +680,7 @@ extern "C" handler __wrap_signal(int signum, handler function)
         if (current == nullptr)                                                                                        \
             __real_##name(status);                                                                                     \
         current->exit_status = status;                                                                                 \
+        current->self->left_by = #name;                                                                                \
         current->leave();                                                                                              \
     }
 

@@ -82,6 +82,7 @@ public:
     int pid = 4321; // where a fork returns 0, it is the parent's, and the child has the next one
     int ppid = 1234;
     std::set<int> blocked; // signals
+    std::string left_by;   // exit or _exit, once the process has ended
 
     // The next call, what it returns and the errno it leaves.
     void expect(std::string call, long result = 0, int error = 0);
