@@ -24,5 +24,5 @@ def shape(width, height, length=None):
     """The record of a cursor's shape with an alpha channel, no byte of its bitmap zero, or its beginning where it states
     another length."""
     bitmap = bytes(i % 255 + 1 for i in range(width * height * 4))
-    head = bytes((3, 4, 10, 0, 0, 0, 0, 0, 0, 0, 1, 2, width, height, 0, 0))
+    head = bytes((3, 0, 10, 0, 0, 0, 0, 0, 0, 0, 1, 2, width, height, 0, 0))
     return bytearray(head + (length or 20 + len(bitmap)).to_bytes(4, "little") + bitmap)
