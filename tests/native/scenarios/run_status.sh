@@ -1,11 +1,12 @@
 # haldo-cardsim run: what becomes of the program that it runs, and that nothing of the card is left.
 
+cardsim=$(command -v haldo-cardsim)
 # runs STATUS WORD... : the words behind "run" end with this status, and what they say is in $output
 runs() {
     local expected=$1
     shift
     status=0
-    haldo-cardsim run "$@" >"$output" 2>&1 || status=$?
+    "$cardsim" run "$@" >"$output" 2>&1 || status=$?
     expect_status "$expected"
 }
 
@@ -27,7 +28,7 @@ expect_equal "$(umask; ulimit -n; pwd)" "$(haldo-cardsim run bash -c 'umask; uli
 expect_equal "$(grep '^Sig[BI]' /proc/self/status)" "$(haldo-cardsim run grep '^Sig[BI]' /proc/self/status)"
 expect_equal "$(ls /proc/self/fd)" "$(haldo-cardsim run ls /proc/self/fd)"
 
-runs 127 -- no-such-program
+PATH=/usr/bin:/bin runs 127 -- no-such-program
 expect_file "$output" <<<'haldo-cardsim: no-such-program: No such file or directory'
 runs 127 -- "$here/none"
 expect_file "$output" <<<"haldo-cardsim: $here/none: No such file or directory"
