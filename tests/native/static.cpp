@@ -1,4 +1,5 @@
-// Opens the node that it is told, issues the request 0x7801 (whose record has 32 bytes) and says what the ioctl returned.
+// Opens the node that it is told, issues the request 0x7801 (whose record has 32 bytes) and says what the ioctl
+// returned.
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
