@@ -1,36 +1,25 @@
 // Preloaded, a stand-in for a host whose processor has a large register state (AMX): a process's extended state has
 // 11,008 bytes, and setting less than all of it is refused. The processor's own state is its beginning, zero the rest.
 
+#include "preloaded_ptrace.h"
+
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstddef>
 #include <cstring>
-#include <dlfcn.h>
 #include <elf.h>
-#include <sys/ptrace.h>
 #include <sys/uio.h>
 
 namespace
 {
-
-using ptrace_call = long (*)(__ptrace_request request, ...);
 
 char state[65536];
 constexpr std::size_t large = 11008;
 
 } // namespace
 
-extern "C" long ptrace(__ptrace_request request, ...) noexcept
+static long answer(ptrace_call next, __ptrace_request request, void* process, void* address, void* data)
 {
-    static const auto next = reinterpret_cast<ptrace_call>(dlsym(RTLD_NEXT, "ptrace"));
-    va_list arguments;
-    va_start(arguments, request);
-    void* process = va_arg(arguments, void*);
-    void* address = va_arg(arguments, void*);
-    void* data = va_arg(arguments, void*);
-    va_end(arguments);
-
     const bool gets = request == PTRACE_GETREGSET;
     if ((!gets && request != PTRACE_SETREGSET) || address != reinterpret_cast<void*>(NT_X86_XSTATE))
         return next(request, process, address, data);

@@ -2,19 +2,16 @@
 // extended state from an area of fixed size, 2,696 bytes or less, and a host's kernel refuses one that is shorter than
 // the whole. Here the area becomes the beginning of the whole state, whose rest stays as the process has it.
 
-#include <cstdarg>
+#include "preloaded_ptrace.h"
+
 #include <cstddef>
 #include <cstring>
-#include <dlfcn.h>
 #include <elf.h>
 #include <sys/mman.h>
-#include <sys/ptrace.h>
 #include <sys/uio.h>
 
 namespace
 {
-
-using ptrace_call = long (*)(__ptrace_request request, ...);
 
 // Kept from call to call, and not from the heap: user-mode Linux comes here at moments and on stacks of its own.
 char first_room[4096];
@@ -40,16 +37,8 @@ bool get(ptrace_call next, void* process, iovec& state)
 } // namespace
 
 // What the next one returns and leaves in errno stays as it is, also for the requests that peek.
-extern "C" long ptrace(__ptrace_request request, ...) noexcept
+static long answer(ptrace_call next, __ptrace_request request, void* process, void* address, void* data)
 {
-    static const auto next = reinterpret_cast<ptrace_call>(dlsym(RTLD_NEXT, "ptrace"));
-    va_list arguments;
-    va_start(arguments, request);
-    void* process = va_arg(arguments, void*);
-    void* address = va_arg(arguments, void*);
-    void* data = va_arg(arguments, void*);
-    va_end(arguments);
-
     iovec state;
     if (request == PTRACE_SETREGSET && address == reinterpret_cast<void*>(NT_X86_XSTATE) && get(next, process, state)) {
         const iovec& given = *static_cast<const iovec*>(data);
