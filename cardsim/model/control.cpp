@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 namespace cardsim

@@ -6,6 +6,7 @@
 #include <arpa/inet.h>
 #include <charconv>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 namespace cardsim

@@ -6,6 +6,7 @@
 #include "journal.h"
 
 #include <map>
+#include <nlohmann/json.hpp>
 
 namespace cardsim
 {
