@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <string>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <vector>
 
@@ -38,7 +39,7 @@ double ns_of_request(const char* node)
     using clock = std::chrono::steady_clock;
     const int file = open(node, O_RDWR);
     std::uint8_t record[8] = {};
-    if (file < 0 || (ioctl(file, KMP_CUR_SPD_GET, record) != 0 && errno != ENOTTY))
+    if (file < 0 || (ioctl(file, KMP_CUR_SPD_GET, record) != 0) != (std::string_view(node) == "/dev/null"))
         fail(node);
     std::vector<double> all;
     while (all.size() < REPETITIONS) {

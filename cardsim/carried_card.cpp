@@ -82,7 +82,7 @@ carried_card::carried_card(const options& given, const std::string& path)
     card.seed(given.seed);
     try {
         control.emplace(path, [this](std::span<const std::string> command) { return execute(command); });
-    } catch (const std::runtime_error& error) {
+    } catch (const std::exception& error) {
         throw std::runtime_error(std::string("control socket: ") + error.what());
     }
 

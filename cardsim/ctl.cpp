@@ -93,19 +93,22 @@ int save(const std::string& path, const std::string& picture)
 int run_ctl(int argc, char** argv)
 {
     const char* const own = std::getenv(CONTROL_VARIABLE);
-    std::string path = own != nullptr ? own : DEFAULT_CONTROL;
+    std::string path = own != nullptr && *own != '\0' ? own : DEFAULT_CONTROL;
+    std::string named = CONTROL_VARIABLE;
     std::vector<std::string> words(argv + 1, argv + argc);
     if (!words.empty() && words[0] == "--help")
         return print(help);
     if (!words.empty() && words[0] == "--control") {
         if (words.size() == 1)
             refuse("'--control' needs a value");
-        try {
-            path = socket_path(words[1]);
-        } catch (const std::invalid_argument& error) {
-            refuse(std::string("--control: ") + error.what());
-        }
+        path = words[1];
+        named = "--control";
         words.erase(words.begin(), words.begin() + 2);
+    }
+    try {
+        socket_path(path);
+    } catch (const std::invalid_argument& error) {
+        refuse(named + ": " + error.what());
     }
     if (words.empty())
         refuse("a command is missing");

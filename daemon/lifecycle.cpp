@@ -142,8 +142,8 @@ static void reopen_on_null(int fd, int flags)
 
 void daemonize()
 {
-    // The starting shell may have blocked them. They have no handler yet: what is pending, such as the SIGCHLD of a
-    // command that was run before, decides nothing.
+    // The starting shell may have blocked them. They have no handler yet: the pending SIGCHLD of a command that was run
+    // before decides nothing, and any other ends the process as it would have unblocked.
     mask_handled_signals(SIG_UNBLOCK);
     for (const int signum : HANDLED_SIGNALS)
         std::signal(signum, daemon_handler);

@@ -17,3 +17,5 @@ readelf -d "$daemon" | grep -q BIND_NOW || fail "RELRO is not full"
 readelf -lW "$daemon" | grep -q 'GNU_STACK.* RW ' || fail "executable stack"
 readelf -sW --dyn-syms "$daemon" | grep -q __stack_chk_fail || fail "no stack protector"
 readelf -sW --dyn-syms "$daemon" | grep -q '__.*_chk@' || fail "no fortified calls"
+# A configuration that is read holds a copy of the last one only while it is read, and not while the agent runs.
+nm -C "$daemon" | grep -q ' t read_config' || fail "read_config has no frame of its own"

@@ -3,6 +3,7 @@
 #include "../carried_card.h"
 #include "supervisor.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <optional>
 #include <poll.h>
 #include <stdexcept>
@@ -38,11 +40,11 @@ public:
     private_folder()
     {
         const char* const given = std::getenv("TMPDIR");
-        std::string name = std::string(given != nullptr ? given : "/tmp") + "/haldo-cardsim.XXXXXX";
+        std::string name = std::string(given != nullptr && *given != '\0' ? given : "/tmp") + "/haldo-cardsim.XXXXXX";
         if (name.size() > 80) // the socket's path has an end
             name = "/tmp/haldo-cardsim.XXXXXX";
         if (mkdtemp(name.data()) == nullptr)
-            fail(name);
+            fail("a folder for the control socket, " + name);
         path = name;
     }
     ~private_folder()
@@ -68,6 +70,7 @@ public:
             sigaddset(&signals, signal);
         sigprocmask(SIG_BLOCK, &signals, &m_mask);
         m_pipe = std::signal(SIGPIPE, SIG_IGN);
+        m_child = std::signal(SIGCHLD, SIG_DFL); // where it is ignored the kernel tells nothing of children
         fd = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
         if (fd < 0)
             fail("signalfd");
@@ -77,6 +80,7 @@ public:
     void restore() const
     {
         std::signal(SIGPIPE, m_pipe);
+        std::signal(SIGCHLD, m_child);
         sigprocmask(SIG_SETMASK, &m_mask, nullptr);
     }
 
@@ -85,6 +89,7 @@ public:
 private:
     sigset_t m_mask;
     void (*m_pipe)(int);
+    void (*m_child)(int);
 };
 
 // --- The command's process ---
@@ -120,8 +125,9 @@ struct listener_message {
         arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
-    std::fprintf(stderr, "haldo-cardsim: %s: %s\n", arguments[0], std::strerror(errno));
-    _exit(errno == ENOENT ? RUN_NOT_FOUND : RUN_NOT_EXECUTABLE);
+    const int error = errno;
+    std::fprintf(stderr, "haldo-cardsim: %s: %s\n", arguments[0], std::strerror(error));
+    _exit(error == ENOENT ? RUN_NOT_FOUND : RUN_NOT_EXECUTABLE);
 }
 
 int fetch_descriptor(pid_t process, int descriptor)
@@ -137,8 +143,10 @@ int fetch_descriptor(pid_t process, int descriptor)
 
 int listener_of(pid_t process, int socket)
 {
-    listener_message message{-1, EPIPE};
-    if (read(socket, &message, sizeof(message)) != sizeof(message) || message.error != 0) {
+    listener_message message{-1, 0};
+    if (read(socket, &message, sizeof(message)) != sizeof(message))
+        throw std::runtime_error("the command's process has ended before it became the command");
+    if (message.error != 0) {
         if (message.error == EBUSY)
             throw std::runtime_error("the program is run by one that takes system calls already, as haldo-cardsim run "
                                      "does: there can be one only");
@@ -149,19 +157,28 @@ int listener_of(pid_t process, int socket)
 
 // --- The end ---
 
-// Ends what the command has left behind. Returns how many processes that were.
-unsigned int end_what_is_left()
+std::vector<pid_t> children()
 {
-    const std::string children = "/proc/self/task/" + std::to_string(getpid()) + "/children";
+    std::ifstream file("/proc/thread-self/children");
+    return {std::istream_iterator<pid_t>(file), {}};
+}
+
+// Ends what the command has left behind: all children but those that were there before. Returns how many processes that
+// were.
+unsigned int end_what_is_left(const std::vector<pid_t>& before)
+{
     unsigned int ended = 0;
     for (;;) {
-        std::ifstream file(children);
-        for (pid_t child; file >> child;)
-            kill(child, SIGKILL);
-        int status;
-        if (waitpid(-1, &status, 0) < 0)
+        std::vector<pid_t> left = children();
+        std::erase_if(left, [&](pid_t child) { return std::ranges::find(before, child) != before.end(); });
+        if (left.empty())
             return ended;
-        ended += WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+        for (const pid_t child : left)
+            kill(child, SIGKILL);
+        for (const pid_t child : left) {
+            int status;
+            ended += waitpid(child, &status, 0) == child && WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+        }
     }
 }
 
@@ -210,10 +227,9 @@ int run(const options& given)
     std::optional<private_folder> folder;
     if (given.control.empty())
         folder.emplace();
-    const std::string control =
-        std::filesystem::absolute(folder ? folder->path / "control" : std::filesystem::path(given.control));
+    const std::filesystem::path control = folder ? folder->path / "control" : std::filesystem::path(given.control);
     carried_card carried(given, control);
-    setenv(CONTROL_VARIABLE, control.c_str(), 1);
+    setenv(CONTROL_VARIABLE, std::filesystem::absolute(control).c_str(), 1);
 
     const taken_signals signals;
     // What the command leaves behind stays among this program's own, whose memory it may read.
@@ -222,6 +238,7 @@ int run(const options& given)
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0)
         fail("socketpair");
     const pid_t parent = getpid();
+    const std::vector<pid_t> before = children(); // of what was executed here before
     const pid_t command = fork();
     if (command < 0)
         fail("fork");
@@ -235,7 +252,8 @@ int run(const options& given)
         calls.emplace(carried.card, listener_of(command, sockets[0]));
         calls->require_means(command, known);
     } catch (...) {
-        end_what_is_left();
+        kill(command, SIGKILL);
+        waitpid(command, nullptr, 0);
         throw;
     }
     if (write(sockets[0], "", 1) != 1)
@@ -243,7 +261,7 @@ int run(const options& given)
     close(sockets[0]);
 
     const int status = serve(carried, *calls, signals, command);
-    if (const unsigned int ended = end_what_is_left(); ended != 0)
+    if (const unsigned int ended = end_what_is_left(before); ended != 0)
         std::fprintf(stderr, "haldo-cardsim: ended %u %s that the command left behind\n", ended,
                      ended == 1 ? "process" : "processes");
     calls->take_closes();
@@ -256,7 +274,7 @@ int run_command(const options& given)
 {
     try {
         return run(given);
-    } catch (const std::runtime_error& error) {
+    } catch (const std::exception& error) {
         std::fprintf(stderr, "haldo-cardsim: %s\n", error.what());
         return RUN_FAILED;
     }

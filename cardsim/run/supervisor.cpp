@@ -28,6 +28,7 @@ namespace
 enum class what {
     OPEN,
     OPEN_HOW, // with its flags in memory
+    CREATE,
     STAT,
     STATX,
     ACCESS,
@@ -43,12 +44,12 @@ struct path_call {
 };
 
 constexpr path_call path_calls[] = {
-    {SCMP_SYS(open), what::OPEN, -1, 0, 1},        {SCMP_SYS(openat), what::OPEN, 0, 1, 2},
-    {SCMP_SYS(openat2), what::OPEN_HOW, 0, 1, 2},  {SCMP_SYS(statx), what::STATX, 0, 1, 4},
-    {SCMP_SYS(access), what::ACCESS, -1, 0, 1},    {SCMP_SYS(faccessat), what::ACCESS, 0, 1, 2},
-    {SCMP_SYS(faccessat2), what::ACCESS, 0, 1, 2},
+    {SCMP_SYS(open), what::OPEN, -1, 0, 1},       {SCMP_SYS(openat), what::OPEN, 0, 1, 2},
+    {SCMP_SYS(openat2), what::OPEN_HOW, 0, 1, 2}, {SCMP_SYS(creat), what::CREATE, -1, 0, 1},
+    {SCMP_SYS(statx), what::STATX, 0, 1, 4},      {SCMP_SYS(access), what::ACCESS, -1, 0, 1},
+    {SCMP_SYS(faccessat), what::ACCESS, 0, 1, 2}, {SCMP_SYS(faccessat2), what::ACCESS, 0, 1, 2},
 #if __SIZEOF_POINTER__ == 8 // elsewhere the kernel's structure is not the C library's, which calls statx
-    {SCMP_SYS(stat), what::STAT, -1, 0, 1},        {SCMP_SYS(lstat), what::STAT, -1, 0, 1},
+    {SCMP_SYS(stat), what::STAT, -1, 0, 1},       {SCMP_SYS(lstat), what::STAT, -1, 0, 1},
     {SCMP_SYS(newfstatat), what::STAT, 0, 1, 2},
 #endif
 };
@@ -129,8 +130,11 @@ std::optional<eVESK_NODE> node_at(const seccomp_notif& call, const path_call& ta
             continue;
         if (!path.starts_with('/')) {
             const int directory = taken.directory < 0 ? AT_FDCWD : static_cast<int>(call.data.args[taken.directory]);
-            path = (directory == AT_FDCWD ? read_link(in_proc(process, "cwd")) : descriptor_link(process, directory)) +
-                   "/" + path;
+            const std::string base =
+                directory == AT_FDCWD ? read_link(in_proc(process, "cwd")) : descriptor_link(process, directory);
+            if (base.empty())
+                return {};
+            path = base + "/" + path;
         }
         if (std::filesystem::path(path).lexically_normal() == one.path)
             return one.node;
@@ -239,10 +243,10 @@ void supervisor::require_means(pid_t process, const char& known) const
     probe.srcfd = static_cast<std::uint32_t>(m_closes);
     if (ioctl(m_listener, SECCOMP_IOCTL_NOTIF_ADDFD, &probe) == 0 || errno != ENOENT)
         throw std::runtime_error("the kernel is too old: Linux 5.9 or newer is needed");
-    if (descriptor_link(getpid(), m_closes).empty())
-        throw std::runtime_error("/proc does not show this program's descriptors");
+    if (read_link("/proc/self") != std::to_string(getpid()))
+        throw std::runtime_error("/proc is missing, or shows another PID namespace's processes");
     char byte = 0;
-    if (read_memory(process, reinterpret_cast<std::uint64_t>(&known), &byte, 1) != 1)
+    if (read_memory(process, reinterpret_cast<std::uint64_t>(&known), &byte, 1) != 1 || byte != known)
         fail("the command's memory cannot be read (a container may need the capability SYS_PTRACE)");
 }
 
@@ -279,6 +283,8 @@ void supervisor::answer(const seccomp_notif& call)
         return read_memory(process, other, &flags, sizeof(flags)) == sizeof(flags) ? open(call, *node, flags)
                                                                                    : respond(call.id, -EFAULT);
     }
+    case what::CREATE:
+        return open(call, *node, O_CREAT | O_WRONLY | O_TRUNC);
     case what::STAT:
         return respond(call.id, copy_status(call, taken->other, plain_status(*node)));
     case what::STATX:
@@ -311,6 +317,13 @@ void supervisor::open(const seccomp_notif& call, eVESK_NODE node, std::uint64_t 
     handed.id = call.id;
     handed.srcfd = static_cast<std::uint32_t>(theirs);
     handed.newfd_flags = static_cast<std::uint32_t>(flags & O_CLOEXEC);
+    // One that an interrupted open of the same thread has left there is replaced.
+    const auto process = static_cast<pid_t>(call.pid);
+    if (const auto left = m_left.find(process);
+        left != m_left.end() && descriptor_link(process, left->second.first) == left->second.second) {
+        handed.flags = SECCOMP_ADDFD_FLAG_SETFD;
+        handed.newfd = static_cast<std::uint32_t>(left->second.first);
+    }
     const int result = epoll_ctl(m_closes, EPOLL_CTL_ADD, ours, &closed) != 0
                            ? -1
                            : ioctl(m_listener, SECCOMP_IOCTL_NOTIF_ADDFD, &handed);
@@ -318,15 +331,20 @@ void supervisor::open(const seccomp_notif& call, eVESK_NODE node, std::uint64_t 
     close(theirs);
     if (is_answered(call.id, result < 0 ? -error : result, 0) && result >= 0) {
         m_opened[link] = {node, ours};
+        m_left.erase(process);
         m_card.open(node);
     } else {
         close(ours);
+        if (result >= 0)
+            m_left[process] = {result, link};
     }
 }
 
 void supervisor::take_closes()
 {
-    for (epoll_event event; epoll_wait(m_closes, &event, 1, 0) > 0;) {
+    // Each once: what is written to one without an end keeps nobody waiting.
+    epoll_event event;
+    for (std::size_t left = m_opened.size(); left != 0 && epoll_wait(m_closes, &event, 1, 0) > 0; --left) {
         const int other_end = event.data.fd;
         if ((event.events & EPOLLHUP) == 0) {
             char lost[4096];

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Has the kernel stop this process, and what it starts from now on, in those calls. Returns the descriptor that a
@@ -76,6 +77,7 @@ private:
     const int m_listener;
     const int m_closes; // an epoll instance: it tells them in their order
     seccomp_notif* m_call = nullptr;
-    std::map<std::string, opened> m_opened; // by what the links in /proc/PID/fd read
+    std::map<std::string, opened> m_opened;              // by what the links in /proc/PID/fd read
+    std::map<pid_t, std::pair<int, std::string>> m_left; // by thread: a descriptor that it got and does not know of
     delayed_replies<reply> m_delayed;
 };

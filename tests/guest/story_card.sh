@@ -30,6 +30,7 @@ client_comes() {
 card_saw() { sed -E 's/^[^ ]+ [^ ]+ //; s/^(.{100}).{4,}/\1 .../; s/^/    /' "$1"; }
 
 if [ "${BASH_SOURCE[0]}" = "$0" ]; then
+    set -e -o pipefail
     say "A client connects to a simulated card, and gets an arrow for a cursor:"
     client_comes "$2"
     say "What the card saw of that, in words:"

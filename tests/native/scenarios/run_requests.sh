@@ -89,3 +89,15 @@ HDC release
 END
 expect_no_more_events
 expect_equal 1 "$(grep -c ' HDC KMP_CUR_SHAPE_BMP length=1048577 -> ENOMEM$' "$here/words")"
+
+# Calls that make files make none there, and a descriptor that is none leads nowhere.
+python3 - <<'END'
+import haldo
+
+assert haldo.result_of(haldo.libc.openat, 99, b"dev/haldo_host0", 2) == "EBADF"
+assert haldo.result_of(haldo.libc.creat, b"/dev/haldo_host0", 0o600) >= 0
+END
+expect_events <<END
+HCC open
+HCC release
+END

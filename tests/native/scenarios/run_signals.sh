@@ -54,10 +54,14 @@ ${asked/ 00/ 07}
 HCC release
 END
 
-# One that is stopped and goes on waits on; killed it is gone, its descriptors with it, and the card serves others.
+# One that is stopped issues its request again when it goes on; killed it is gone, its descriptors with it, and the card
+# serves others.
 waits interrupt
+haldo-cardsim ctl delay HMI_AVAIL_CMD 3600000 1
 kill -STOP "$waiting"
+wait_until grep -q '^State:.T' "/proc/$waiting/status"
 kill -CONT "$waiting"
+expect_events <<<"$asked"
 kill -KILL "$waiting"
 status=0
 wait "$waiting" || status=$?

@@ -47,7 +47,7 @@ expect_file "$output" <<<'haldo-cardsim: control socket: /nonexistent/socket: No
 runs 125 -- haldo-cardsim run --record "$here/record" -- touch "$here/ran"
 expect_file "$output" <<<'haldo-cardsim: the program is run by one that takes system calls already, as haldo-cardsim run does: there can be one only'
 TMPDIR=/nonexistent runs 125 -- touch "$here/ran"
-wait_line "$output" 'haldo-cardsim: /nonexistent/haldo-cardsim.??????: No such file or directory'
+wait_line "$output" 'haldo-cardsim: a folder for the control socket, /nonexistent/haldo-cardsim.??????: No such file or directory'
 expect_absent "$here/ran"
 
 usage="Try 'haldo-cardsim --help'."
