@@ -47,7 +47,7 @@ and root.
   --version               print the version
 
 N and CODE are decimal, or hexadecimal with 0x. All is offered unless a map or the context says otherwise. Records
-above 128 KiB do not pass CUSE: they fail with ENOMEM.
+above 128 KiB do not pass CUSE, those above 1 MiB not run: they fail with ENOMEM.
 
 Exit status: 0 ended by a signal, 1 failed while running or a line could not be written, 2 wrong command line,
 4 /dev/cuse missing or not permitted. With run that of PROGRAM, 128 and the signal's number when one ended it; 127 and

@@ -1,5 +1,5 @@
 # haldo-cardsim run: what the start of root's programs may, and what another user's may; tried where root runs it.
-[ "$(id -u)" = 0 ] || skip 'not root'
+[ "$(id -u)" = 0 ] || skip "only root can give a program to another user"
 # Where others may go, whatever is closed to them of the build
 chmod 755 "$here"
 mkdir "$here/bin" "$here/own"
