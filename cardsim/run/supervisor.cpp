@@ -149,8 +149,7 @@ constexpr unsigned int node_major = 240; // the first of those that are for loca
 
 struct stat plain_status(eVESK_NODE node)
 {
-    struct stat status {
-    };
+    struct stat status = {};
     status.st_ino = static_cast<ino_t>(node) + 1;
     status.st_mode = node_mode;
     status.st_nlink = 1;
@@ -164,8 +163,7 @@ struct stat plain_status(eVESK_NODE node)
 struct statx extended_status(eVESK_NODE node)
 {
     const struct stat plain = plain_status(node);
-    struct statx status {
-    };
+    struct statx status = {};
     status.stx_mask = STATX_BASIC_STATS;
     status.stx_ino = plain.st_ino;
     status.stx_mode = static_cast<std::uint16_t>(plain.st_mode);

@@ -548,9 +548,9 @@ TEST(daemonize, signals_nobody_when_the_starting_process_is_gone)
             SCOPED_TRACE(when);
             host h;
             const auto expect = [&](const announced& c) {
+                const auto parent_goes = [&h, parent] { h.ppid = parent; };
                 if (c.call.starts_with(when))
-                    h.expect_meanwhile(
-                        c.call, [&h, parent] { h.ppid = parent; }, c.result);
+                    h.expect_meanwhile(c.call, parent_goes, c.result);
                 else
                     expect_all(h, {c});
             };
