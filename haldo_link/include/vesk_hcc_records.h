@@ -132,10 +132,11 @@ enum eVESK_HALDO_IMG_MSG : std::uint32_t {
 struct sVESK_HALDO_HCC_IMG_USER_CFG_SET_STRUCT {
     std::uint32_t message;
     std::uint32_t reserved;
-    std::uint32_t value; // 0 to 100
+    std::uint32_t value; // 0 to IMG_USER_CFG_MAX
     std::uint32_t unused;
 };
 static_assert(sizeof(sVESK_HALDO_HCC_IMG_USER_CFG_SET_STRUCT) == 16);
+inline constexpr std::uint32_t IMG_USER_CFG_MAX = 100;
 
 struct sVESK_HALDO_HCC_IMG_USER_CFG_REQ_STRUCT {
     std::uint32_t message;

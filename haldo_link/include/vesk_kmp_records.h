@@ -7,15 +7,16 @@
 
 // Opens or closes the driver channel's path to the firmware.
 struct sVESK_HALDO_HCC_KMP_HDC_COMM_CTRL_STRUCT {
-    std::uint32_t channel; // always 1
+    std::uint32_t channel; // always KMP_HDC_COMM_CHANNEL
     std::uint32_t open;    // 1 opens, 0 closes
 };
 static_assert(sizeof(sVESK_HALDO_HCC_KMP_HDC_COMM_CTRL_STRUCT) == 8);
+inline constexpr std::uint32_t KMP_HDC_COMM_CHANNEL = 1;
 
 // What firmware and client have agreed on for the current session. A flag is one byte: 0 no, anything else yes. Fields
 // marked (log) are only logged.
 struct sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT {
-    std::uint32_t request;                         // 2 in the request, kept as returned
+    std::uint32_t request;                         // KMP_PRI_CTXT_REQUEST in the request, kept as returned
     std::uint32_t pri_num;                         // the firmware's number of this context (log)
     std::uint8_t kmp_supported;                    // flag (log)
     std::uint8_t kmp_enabled;                      // flag (log)
@@ -52,6 +53,7 @@ static_assert(offsetof(sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT, cur_shape_caches) ==
 static_assert(offsetof(sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT, cur_shape_cache_size) == 16);
 static_assert(offsetof(sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT, cur_shape_max_size_x) == 24);
 static_assert(offsetof(sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT, hoip_enable) == 41);
+inline constexpr std::uint32_t KMP_PRI_CTXT_REQUEST = 2;
 
 // How the driver reports the cursor: the setting of driver configuration type 0.
 enum eVESK_HALDO_HDC_LCUR_EVT_ALG_TYPE : std::int32_t {

@@ -490,8 +490,6 @@ int cVESK_HALDO_LINK::wol_cfg_set(sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT* c
 
 // --- Imaging ---
 
-static constexpr unsigned int IMG_USER_CFG_MAX = 100;
-
 struct sVESK_IMG_OPERATION_STRUCT {
     const char* function;
     sVESK_REQUEST_STRUCT request;

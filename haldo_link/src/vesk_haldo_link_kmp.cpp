@@ -7,9 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 
-static constexpr std::uint32_t KMP_PRI_CTXT_REQUEST = 2;
-static constexpr std::uint32_t HDC_COMM_CHANNEL = 1;
-
 static constexpr const char* lcur_evt_alg_str_tbl[] = {"Absolute", "Relative"};
 
 // Searches of logs know the assertions by these numbers and this name of the source.
@@ -38,7 +35,7 @@ static int printed(std::uint32_t value)
 
 int cVESK_HALDO_LINK::hdc_comm_ctrl(std::uint32_t open)
 {
-    sVESK_HALDO_HCC_KMP_HDC_COMM_CTRL_STRUCT record{HDC_COMM_CHANNEL, open};
+    sVESK_HALDO_HCC_KMP_HDC_COMM_CTRL_STRUCT record{KMP_HDC_COMM_CHANNEL, open};
     return send(VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL, &record);
 }
 
