@@ -7,8 +7,6 @@ namespace haldoctl
 namespace
 {
 
-constexpr int PREFERENCE_MAX = 100;
-
 json show_requested(context& given)
 {
     sVESK_HALDO_LINK_IMG_USER_CFG_STRUCT cfg{};
@@ -41,7 +39,7 @@ void add_imaging(command_line& line)
                                              [=](context& given) { return cache_preference(given, *preference); })})
         setting->add_option("PREFERENCE", *preference, "The preference")
             ->required()
-            ->transform(number(0, PREFERENCE_MAX));
+            ->transform(number(0, IMG_USER_CFG_MAX));
 }
 
 } // namespace haldoctl

@@ -15,7 +15,8 @@ namespace cardsim
 namespace
 {
 
-constexpr std::size_t length_offset = 16; // of the length in a record that states its own
+// Of the length in the one record that states its own.
+constexpr std::size_t length_offset = offsetof(sVESK_HALDO_HDC_KMP_CUR_SHAPE_BMP_STRUCT, length);
 constexpr std::size_t length_end = length_offset + sizeof(std::uint32_t);
 
 bool offers(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map, std::uint32_t id)
@@ -24,7 +25,7 @@ bool offers(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map, std::uint32_t id)
 }
 
 // The message number of an imaging request, and the word behind it.
-constexpr std::size_t imaging_head = 2 * sizeof(std::uint32_t);
+constexpr std::size_t imaging_head = offsetof(sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT, disp);
 
 template <class Record> bool is_message(const Record& record, eVESK_HALDO_IMG_MSG message)
 {
@@ -37,8 +38,6 @@ template <class Layout> void write_layout(std::span<std::uint8_t> record, const 
     const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&layout);
     std::copy(bytes + imaging_head, bytes + sizeof(layout), record.begin() + imaging_head);
 }
-
-constexpr std::uint32_t img_preference_max = 100;
 
 // Answers a request that must come as zero.
 template <class Record> int answer_zero(std::span<std::uint8_t> record, const Record& reply)
@@ -119,7 +118,7 @@ std::size_t record_length(std::uint32_t code, std::span<const std::uint8_t> head
 sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT settings::full_client()
 {
     return {
-        .request = 2,
+        .request = KMP_PRI_CTXT_REQUEST,
         .pri_num = 1,
         .kmp_supported = 1,
         .kmp_enabled = 1,
@@ -423,7 +422,7 @@ int card::local_var_set(std::span<std::uint8_t> record)
 int card::comm_ctrl(std::span<std::uint8_t> record)
 {
     const auto control = read<sVESK_HALDO_HCC_KMP_HDC_COMM_CTRL_STRUCT>(record);
-    if (control.channel != 1 || control.open > 1)
+    if (control.channel != KMP_HDC_COMM_CHANNEL || control.open > 1)
         return -EINVAL;
     m_channel_open = control.open == 1;
     m_path_open = m_path_open && m_channel_open;
@@ -432,7 +431,7 @@ int card::comm_ctrl(std::span<std::uint8_t> record)
 
 int card::pri_ctxt_get(std::span<std::uint8_t> record)
 {
-    if (read<sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT>(record).request != 2)
+    if (read<sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT>(record).request != KMP_PRI_CTXT_REQUEST)
         return -EINVAL;
     write(record, offered.kmp_context);
     return 0;
@@ -475,7 +474,7 @@ int card::keep_preference(std::span<const std::uint8_t> record, eVESK_HALDO_IMG_
     std::memcpy(&sent, record.data(), record.size());
     if (!offers(offered.writable, HMI_VAR_IMG_USER_EXT_CFG))
         return -EOPNOTSUPP;
-    if (!is_message(sent, message) || sent.value > img_preference_max || sent.unused != 0)
+    if (!is_message(sent, message) || sent.value > IMG_USER_CFG_MAX || sent.unused != 0)
         return -EINVAL;
     *preference = sent.value;
     return 0;
