@@ -33,38 +33,11 @@ json close_path(context& given)
 json show_context(context& given)
 {
     const sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT& agreed = *given.kmp_link().kmp_context();
-#define FIELD(name) json({#name, agreed.name})
-    return {FIELD(request),
-            FIELD(pri_num),
-            FIELD(kmp_supported),
-            FIELD(kmp_enabled),
-            FIELD(encodings_supported),
-            FIELD(haldo_kmp_1_supported),
-            FIELD(cur_shape_caches_supported),
-            FIELD(cur_shape_cache_size_supported),
-            FIELD(cur_shape_caches),
-            FIELD(cur_shape_cache_size),
-            FIELD(cur_shape_bmp_supported),
-            FIELD(cur_shape_bmp_alpha),
-            FIELD(cur_shape_bmp_color),
-            FIELD(cur_shape_max_size_supported),
-            FIELD(cur_shape_max_size_x),
-            FIELD(cur_shape_max_size_y),
-            FIELD(kbd_client_auto_repeat_supported),
-            FIELD(kbd_client_auto_repeat_enable),
-            FIELD(cur_shape_fadeout_supported),
-            FIELD(cur_shape_fadeout_enable),
-            FIELD(cur_speed_update_supported),
-            FIELD(cur_speed_update_enable),
-            FIELD(usb_supported),
-            FIELD(usb_enable),
-            FIELD(relative_mouse_supported),
-            FIELD(relative_mouse_enable),
-            FIELD(host_hid_driver_update_supported),
-            FIELD(host_hid_driver_update_enable),
-            FIELD(hoip_supported),
-            FIELD(hoip_enable)};
-#undef FIELD
+    json all;
+#define VESK_FIELD(type, name) all[#name] = agreed.name;
+    VESK_KMP_PRI_CTXT_TABLE(VESK_FIELD)
+#undef VESK_FIELD
+    return all;
 }
 
 json show_status(context& given)

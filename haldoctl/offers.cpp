@@ -6,26 +6,14 @@ namespace haldoctl
 std::vector<offer> firmware_offers(cVESK_HALDO_LINK& link)
 {
     const auto is = [](int result) { return result == VESK_OK; };
-    return {
-        {"link_info_get", "link information", is(link.link_info_get_avail())},
-        {"ipv4_cfg_get", "IPv4 configuration", is(link.ipv4_cfg_get_avail())},
-        {"sess_link_get", "state of the session", is(link.sess_link_get_avail())},
-        {"sess_link_disc", "ending the session", is(link.sess_link_disc_avail())},
-        {"sess_link_disc_with_reason", "ending the session with a reason", is(link.sess_link_disc_with_reason_avail())},
-        {"sess_tag_set", "setting the session tag", is(link.sess_tag_set_avail())},
-        {"sess_tag_version_1_key_scramble_feature", "second form of the session tag",
-         is(link.sess_tag_version_1_key_scramble_feature_avail())},
-        {"conn_port_get", "connection port", is(link.conn_port_get_avail())},
-        {"sess_stat_get", "session statistics", is(link.sess_stat_get_avail())},
-        {"sess_stat_reset", "resetting the statistics", is(link.sess_stat_reset_avail())},
-        {"cached_topo_get", "cached display layout", is(link.cached_topo_get_avail())},
-        {"cached_topo_set", "caching a display layout", is(link.cached_topo_set_avail())},
-        {"unicode_set", "Unicode mode", is(link.unicode_set_avail())},
-        {"img_user_ext_cfg_get", "imaging preference", is(link.img_user_ext_cfg_get_avail())},
-        {"img_user_ext_cfg_set", "setting the imaging preference", is(link.img_user_ext_cfg_set_avail())},
-        {"wol_cfg_get", "wake-on-LAN", is(link.wol_cfg_get_avail())},
-        {"wol_cfg_set", "setting wake-on-LAN", is(link.wol_cfg_set_avail())},
-    };
+    std::vector<offer> offers;
+#define VESK_PREDICATE(predicate, map, variable, words)                                                                \
+    offers.push_back({std::string(#predicate, sizeof(#predicate) - sizeof("_avail")), words, is(link.predicate())});
+    VESK_HMI_PREDICATE_TABLE(VESK_PREDICATE)
+#undef VESK_PREDICATE
+    offers.push_back({"wol_cfg_get", "wake-on-LAN", is(link.wol_cfg_get_avail())});
+    offers.push_back({"wol_cfg_set", "setting wake-on-LAN", is(link.wol_cfg_set_avail())});
+    return offers;
 }
 
 std::vector<offer> client_offers(const cVESK_HALDO_LINK& link)

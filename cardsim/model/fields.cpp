@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <cctype>
 #include <charconv>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -18,7 +19,7 @@ namespace
 #define AT(record, member) offsetof(record, member), sizeof(static_cast<record*>(nullptr)->member)
 
 // clang-format off
-#define CONTEXT(name) {"context." #name, AT(state, offered.kmp_context.name)}
+#define CONTEXT(type, name) {"context." #name, AT(state, offered.kmp_context.name)},
 #define EACH_DISPLAY(name, member, how) \
     {name ".1", AT(state, member[0]), how}, {name ".2", AT(state, member[1]), how}, \
     {name ".3", AT(state, member[2]), how}, {name ".4", AT(state, member[3]), how}
@@ -31,15 +32,7 @@ constexpr field state_table[] = {
     {"commands", AT(state, offered.commands), form::COMMANDS},
     {"readable", AT(state, offered.readable), form::VARIABLES},
     {"writable", AT(state, offered.writable), form::VARIABLES},
-    CONTEXT(request), CONTEXT(pri_num), CONTEXT(kmp_supported), CONTEXT(kmp_enabled), CONTEXT(encodings_supported),
-    CONTEXT(haldo_kmp_1_supported), CONTEXT(cur_shape_caches_supported), CONTEXT(cur_shape_cache_size_supported),
-    CONTEXT(cur_shape_caches), CONTEXT(cur_shape_cache_size), CONTEXT(cur_shape_bmp_supported),
-    CONTEXT(cur_shape_bmp_alpha), CONTEXT(cur_shape_bmp_color), CONTEXT(cur_shape_max_size_supported),
-    CONTEXT(cur_shape_max_size_x), CONTEXT(cur_shape_max_size_y), CONTEXT(kbd_client_auto_repeat_supported),
-    CONTEXT(kbd_client_auto_repeat_enable), CONTEXT(cur_shape_fadeout_supported), CONTEXT(cur_shape_fadeout_enable),
-    CONTEXT(cur_speed_update_supported), CONTEXT(cur_speed_update_enable), CONTEXT(usb_supported), CONTEXT(usb_enable),
-    CONTEXT(relative_mouse_supported), CONTEXT(relative_mouse_enable), CONTEXT(host_hid_driver_update_supported),
-    CONTEXT(host_hid_driver_update_enable), CONTEXT(hoip_supported), CONTEXT(hoip_enable),
+    VESK_KMP_PRI_CTXT_TABLE(CONTEXT)
     {"session.flags", AT(state, kept.sess_link.flags)},
     {"session.transitions", AT(state, kept.sess_link.trans_cnt)},
     {"session.ip", AT(state, kept.sess_link.ip), form::TEXT},
@@ -84,23 +77,31 @@ constexpr field state_table[] = {
 };
 // clang-format on
 
-constexpr std::string_view command_names[] = {"avail_cmd", "var_get", "var_set"};
-constexpr std::string_view variable_names[] = {
-    "avail_var", "link_info", "ipv4_cfg",  "sess_link", "sess_tag",    "conn_port", "sess_stat",
-    "variable7", "wol_cfg",   "sess_disc", "sess_tag2", "cached_topo", "unicode",   "img_user_ext_cfg",
+constexpr std::string_view command_names[] = {
+#define VESK_CMD(number, name) #name,
+    VESK_HMI_CMD_TABLE(VESK_CMD)
+#undef VESK_CMD
 };
-static_assert(std::size(command_names) == HMI_CMD_COUNT && std::size(variable_names) == HMI_VAR_COUNT);
+constexpr std::string_view variable_names[] = {
+#define VESK_VAR(number, name) #name,
+    VESK_HMI_VAR_TABLE(VESK_VAR)
+#undef VESK_VAR
+};
 
 std::span<const std::string_view> names_of(form how)
 {
     return how == form::COMMANDS ? std::span<const std::string_view>(command_names) : variable_names;
 }
 
-// A bit without a name goes by its number.
+// The table's name in lower case. A bit without one goes by its number.
 std::string bit_name(form how, std::size_t bit)
 {
     const auto names = names_of(how);
-    return bit < names.size() ? std::string(names[bit]) : "bit" + std::to_string(bit);
+    if (bit >= names.size())
+        return "bit" + std::to_string(bit);
+    std::string name(names[bit]);
+    std::ranges::transform(name, name.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return name;
 }
 
 std::vector<std::string> split(std::string_view text)

@@ -28,6 +28,28 @@ inline constexpr int BMP_CACHE_MAX = 16;
 struct sVESK_HMI_OPERATION_STRUCT;
 struct sVESK_IMG_OPERATION_STRUCT;
 
+// What the firmware may offer: the predicate that tells, the map that it looks at, the variable, and what it stands
+// for.
+// clang-format off
+#define VESK_HMI_PREDICATE_TABLE(PREDICATE) \
+    PREDICATE(link_info_get_avail,              hmi_avail_get_var, LINK_INFO,        "link information") \
+    PREDICATE(ipv4_cfg_get_avail,               hmi_avail_get_var, IPV4_CFG,         "IPv4 configuration") \
+    PREDICATE(sess_link_get_avail,              hmi_avail_get_var, SESS_LINK,        "state of the session") \
+    PREDICATE(sess_link_disc_avail,             hmi_avail_set_var, SESS_LINK,        "ending the session") \
+    PREDICATE(sess_link_disc_with_reason_avail, hmi_avail_set_var, SESS_DISC,        "ending the session with a reason") \
+    PREDICATE(sess_tag_set_avail,               hmi_avail_set_var, SESS_TAG,         "setting the session tag") \
+    PREDICATE(sess_tag_version_1_key_scramble_feature_avail, \
+                                                hmi_avail_set_var, SESS_TAG2,        "second form of the session tag") \
+    PREDICATE(conn_port_get_avail,              hmi_avail_get_var, CONN_PORT,        "connection port") \
+    PREDICATE(sess_stat_get_avail,              hmi_avail_get_var, SESS_STAT,        "session statistics") \
+    PREDICATE(sess_stat_reset_avail,            hmi_avail_set_var, SESS_STAT,        "resetting the statistics") \
+    PREDICATE(cached_topo_get_avail,            hmi_avail_get_var, CACHED_TOPO,      "cached display layout") \
+    PREDICATE(cached_topo_set_avail,            hmi_avail_set_var, CACHED_TOPO,      "caching a display layout") \
+    PREDICATE(unicode_set_avail,                hmi_avail_set_var, UNICODE,          "Unicode mode") \
+    PREDICATE(img_user_ext_cfg_get_avail,       hmi_avail_get_var, IMG_USER_EXT_CFG, "imaging preference") \
+    PREDICATE(img_user_ext_cfg_set_avail,       hmi_avail_set_var, IMG_USER_EXT_CFG, "setting the imaging preference")
+// clang-format on
+
 // One object owns both device nodes from construction to destruction. Every operation is one or a few blocking
 // requests; the object is for one thread, and it is not copied. Operations do not ask whether the link is started.
 //
@@ -75,22 +97,10 @@ public:
     void hmi_avail_get_var_get();
     void hmi_avail_set_var_get();
 
-    // Whether the firmware offers a variable: VESK_OK, or VESK_NOT_SUPPORTED. They send nothing and log nothing.
-    int link_info_get_avail() const;
-    int ipv4_cfg_get_avail() const;
-    int sess_link_get_avail() const;
-    int sess_link_disc_avail() const;             // a session can be disconnected, without a reason
-    int sess_link_disc_with_reason_avail() const; // a session can be disconnected with a reason
-    int sess_tag_set_avail() const;
-    int sess_tag_version_1_key_scramble_feature_avail() const;
-    int conn_port_get_avail() const;
-    int sess_stat_get_avail() const;
-    int sess_stat_reset_avail() const;
-    int cached_topo_get_avail() const;
-    int cached_topo_set_avail() const;
-    int unicode_set_avail() const;
-    int img_user_ext_cfg_get_avail() const;
-    int img_user_ext_cfg_set_avail() const;
+    // Whether the firmware offers it: VESK_OK, or VESK_NOT_SUPPORTED. They send nothing and log nothing.
+#define VESK_PREDICATE(name, map, variable, words) int name() const;
+    VESK_HMI_PREDICATE_TABLE(VESK_PREDICATE)
+#undef VESK_PREDICATE
 
     // The same for reading and writing the wake-on-LAN configuration. Where the map offers it they also read the
     // session tag (is_sess_view_brokered: one request, with its log lines): while the view is brokered neither is
@@ -142,7 +152,7 @@ public:
     // cannot be read.
     int is_sess_view_brokered();
 
-    // --- Network and statistics. docs/protocol.md, "Network and statistics". ---
+    // --- Network and statistics. docs/protocol.md, "Control channel records", "Network and statistics". ---
 
     // Each reads one variable into *out. Returns VESK_OK; VESK_INVALID_ARGUMENT when out is null; VESK_NOT_SUPPORTED
     // (the predicate of the same name); VESK_FAILED or VESK_NOT_INITIALIZED. On failure *out is untouched.

@@ -5,32 +5,44 @@
 #include <cstddef>
 #include <cstdint>
 
-// The HMI commands of the firmware. The number is the bit in the command map.
+// The HMI commands of the firmware: number, which is the bit in the command map, and name.
+// clang-format off
+#define VESK_HMI_CMD_TABLE(CMD) \
+    CMD(0, AVAIL_CMD) /* the command map itself can be read */ \
+    CMD(1, VAR_GET)   /* variables can be read */ \
+    CMD(2, VAR_SET)   /* variables can be written */
 enum eVESK_HALDO_HMI_CMD : std::uint32_t {
-    HMI_CMD_AVAIL_CMD = 0, // the command map itself can be read
-    HMI_CMD_VAR_GET = 1,   // variables can be read
-    HMI_CMD_VAR_SET = 2,   // variables can be written
+#define VESK_CMD(number, name) HMI_CMD_##name = number,
+    VESK_HMI_CMD_TABLE(VESK_CMD)
+#undef VESK_CMD
     HMI_CMD_COUNT
 };
+// clang-format on
 
-// The HMI variables of the firmware. The number is the bit in the variable maps.
+// The HMI variables of the firmware: number, which is the bit in the variable maps, and name.
+// clang-format off
+#define VESK_HMI_VAR_TABLE(VAR) \
+    VAR( 0, AVAIL_VAR)   /* read: the map of readable variables; written: the map of writable ones */ \
+    VAR( 1, LINK_INFO) \
+    VAR( 2, IPV4_CFG) \
+    VAR( 3, SESS_LINK)   /* read: the state of the session's link; written: disconnects */ \
+    VAR( 4, SESS_TAG) \
+    VAR( 5, CONN_PORT) \
+    VAR( 6, SESS_STAT)   /* read: session statistics; written: resets them */ \
+    VAR( 7, DEPRECATED) \
+    VAR( 8, WOL_CFG) \
+    VAR( 9, SESS_DISC) \
+    VAR(10, SESS_TAG2) \
+    VAR(11, CACHED_TOPO) \
+    VAR(12, UNICODE) \
+    VAR(13, IMG_USER_EXT_CFG)
 enum eVESK_HALDO_HMI_VAR : std::uint32_t {
-    HMI_VAR_AVAIL_VAR = 0, // read: the map of readable variables; written: the map of writable ones
-    HMI_VAR_LINK_INFO = 1,
-    HMI_VAR_IPV4_CFG = 2,
-    HMI_VAR_SESS_LINK = 3, // read: the state of the session's link; written: disconnects
-    HMI_VAR_SESS_TAG = 4,
-    HMI_VAR_CONN_PORT = 5,
-    HMI_VAR_SESS_STAT = 6, // read: session statistics; written: resets them
-    HMI_VAR_DEPRECATED = 7,
-    HMI_VAR_WOL_CFG = 8,
-    HMI_VAR_SESS_DISC = 9,
-    HMI_VAR_SESS_TAG2 = 10,
-    HMI_VAR_CACHED_TOPO = 11,
-    HMI_VAR_UNICODE = 12,
-    HMI_VAR_IMG_USER_EXT_CFG = 13,
+#define VESK_VAR(number, name) HMI_VAR_##name = number,
+    VESK_HMI_VAR_TABLE(VESK_VAR)
+#undef VESK_VAR
     HMI_VAR_COUNT
 };
+// clang-format on
 
 // A capability map: id n is offered when bit n % 32 of word n / 32 is set.
 struct sVESK_HALDO_HCC_HMI_AVAIL_STRUCT {

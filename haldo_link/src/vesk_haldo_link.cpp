@@ -5,27 +5,28 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <type_traits>
 
 static constexpr const char* ASTERISKS = "***************************************";
 
-static constexpr const char* hmi_cmd_str_tbl[] = {"HMI_CMD_AVAIL_CMD", "HMI_CMD_VAR_GET", "HMI_CMD_VAR_SET"};
-static_assert(sizeof(hmi_cmd_str_tbl) / sizeof(hmi_cmd_str_tbl[0]) == HMI_CMD_COUNT);
+static constexpr const char* hmi_cmd_str_tbl[] = {
+#define VESK_CMD(number, name) "HMI_CMD_" #name,
+    VESK_HMI_CMD_TABLE(VESK_CMD)
+#undef VESK_CMD
+};
+static_assert(std::size(hmi_cmd_str_tbl) == HMI_CMD_COUNT, "the numbers have a gap");
 
 static constexpr const char* hmi_var_str_tbl[] = {
-    "HMI_VAR_AVAIL_VAR", "HMI_VAR_LINK_INFO",   "HMI_VAR_IPV4_CFG",   "HMI_VAR_SESS_LINK",       "HMI_VAR_SESS_TAG",
-    "HMI_VAR_CONN_PORT", "HMI_VAR_SESS_STAT",   "HMI_VAR_DEPRECATED", "HMI_VAR_WOL_CFG",         "HMI_VAR_SESS_DISC",
-    "HMI_VAR_SESS_TAG2", "HMI_VAR_CACHED_TOPO", "HMI_VAR_UNICODE",    "HMI_VAR_IMG_USER_EXT_CFG"};
-static_assert(sizeof(hmi_var_str_tbl) / sizeof(hmi_var_str_tbl[0]) == HMI_VAR_COUNT);
+#define VESK_VAR(number, name) "HMI_VAR_" #name,
+    VESK_HMI_VAR_TABLE(VESK_VAR)
+#undef VESK_VAR
+};
+static_assert(std::size(hmi_var_str_tbl) == HMI_VAR_COUNT, "the numbers have a gap");
 
 static bool is_offered(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& avail, std::uint32_t id)
 {
     return (avail.map[id / 32] >> (id % 32) & 1) != 0;
-}
-
-static int availability(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& avail, eVESK_HALDO_HMI_VAR id)
-{
-    return is_offered(avail, id) ? VESK_OK : VESK_NOT_SUPPORTED;
 }
 
 // --- Life of the link ---
@@ -146,66 +147,13 @@ void cVESK_HALDO_LINK::hmi_avail_set_var_get()
         VESK_LOG_E("VESK_HALDO_IOCTL_ENV_VAR_SET ioctl failed");
 }
 
-int cVESK_HALDO_LINK::link_info_get_avail() const
-{
-    return availability(hmi_avail_get_var, HMI_VAR_LINK_INFO);
-}
-int cVESK_HALDO_LINK::ipv4_cfg_get_avail() const
-{
-    return availability(hmi_avail_get_var, HMI_VAR_IPV4_CFG);
-}
-int cVESK_HALDO_LINK::sess_link_get_avail() const
-{
-    return availability(hmi_avail_get_var, HMI_VAR_SESS_LINK);
-}
-int cVESK_HALDO_LINK::sess_link_disc_avail() const
-{
-    return availability(hmi_avail_set_var, HMI_VAR_SESS_LINK);
-}
-int cVESK_HALDO_LINK::sess_link_disc_with_reason_avail() const
-{
-    return availability(hmi_avail_set_var, HMI_VAR_SESS_DISC);
-}
-int cVESK_HALDO_LINK::sess_tag_set_avail() const
-{
-    return availability(hmi_avail_set_var, HMI_VAR_SESS_TAG);
-}
-int cVESK_HALDO_LINK::sess_tag_version_1_key_scramble_feature_avail() const
-{
-    return availability(hmi_avail_set_var, HMI_VAR_SESS_TAG2);
-}
-int cVESK_HALDO_LINK::conn_port_get_avail() const
-{
-    return availability(hmi_avail_get_var, HMI_VAR_CONN_PORT);
-}
-int cVESK_HALDO_LINK::sess_stat_get_avail() const
-{
-    return availability(hmi_avail_get_var, HMI_VAR_SESS_STAT);
-}
-int cVESK_HALDO_LINK::sess_stat_reset_avail() const
-{
-    return availability(hmi_avail_set_var, HMI_VAR_SESS_STAT);
-}
-int cVESK_HALDO_LINK::cached_topo_get_avail() const
-{
-    return availability(hmi_avail_get_var, HMI_VAR_CACHED_TOPO);
-}
-int cVESK_HALDO_LINK::cached_topo_set_avail() const
-{
-    return availability(hmi_avail_set_var, HMI_VAR_CACHED_TOPO);
-}
-int cVESK_HALDO_LINK::unicode_set_avail() const
-{
-    return availability(hmi_avail_set_var, HMI_VAR_UNICODE);
-}
-int cVESK_HALDO_LINK::img_user_ext_cfg_get_avail() const
-{
-    return availability(hmi_avail_get_var, HMI_VAR_IMG_USER_EXT_CFG);
-}
-int cVESK_HALDO_LINK::img_user_ext_cfg_set_avail() const
-{
-    return availability(hmi_avail_set_var, HMI_VAR_IMG_USER_EXT_CFG);
-}
+#define VESK_PREDICATE(name, map, variable, words)                                                                     \
+    int cVESK_HALDO_LINK::name() const                                                                                 \
+    {                                                                                                                  \
+        return is_offered(map, HMI_VAR_##variable) ? VESK_OK : VESK_NOT_SUPPORTED;                                     \
+    }
+VESK_HMI_PREDICATE_TABLE(VESK_PREDICATE)
+#undef VESK_PREDICATE
 
 // --- HMI variables: what the operations on them have in common, and what each has of its own ---
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 static constexpr const char* lcur_evt_alg_str_tbl[] = {"Absolute", "Relative"};
 
@@ -77,6 +78,24 @@ int cVESK_HALDO_LINK::hdc_close()
 
 // --- KMP context ---
 
+static void trace_context(const sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT& context)
+{
+    if (m_log_level < VESK_LOG_DEBUG)
+        return;
+    static constexpr const char* function = "kmp_pri_ctxt_get";
+    // All but the request's word and hoip_enable, the first and the last.
+    struct {
+        const char* name;
+        std::uint32_t value;
+    } const fields[] = {
+#define VESK_FIELD(type, name) {#name, context.name},
+        VESK_KMP_PRI_CTXT_TABLE(VESK_FIELD)
+#undef VESK_FIELD
+    };
+    for (std::size_t i = 1; i < std::size(fields) - 1; ++i)
+        VESK_LOG_AS(function, VESK_LOG_DEBUG, "%s=%u", fields[i].name, fields[i].value);
+}
+
 void cVESK_HALDO_LINK::kmp_pri_ctxt_get()
 {
     sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT record{};
@@ -89,37 +108,7 @@ void cVESK_HALDO_LINK::kmp_pri_ctxt_get()
     kmp_pri_ctxt = record;
     kmp_pri_ctxt_valid = 1;
 
-#define LOG_FIELD(field) VESK_LOG_D(#field "=%u", record.field)
-    LOG_FIELD(pri_num);
-    LOG_FIELD(kmp_supported);
-    LOG_FIELD(kmp_enabled);
-    LOG_FIELD(encodings_supported);
-    LOG_FIELD(haldo_kmp_1_supported);
-    LOG_FIELD(cur_shape_caches_supported);
-    LOG_FIELD(cur_shape_cache_size_supported);
-    LOG_FIELD(cur_shape_caches);
-    LOG_FIELD(cur_shape_cache_size);
-    LOG_FIELD(cur_shape_bmp_supported);
-    LOG_FIELD(cur_shape_bmp_alpha);
-    LOG_FIELD(cur_shape_bmp_color);
-    LOG_FIELD(cur_shape_max_size_supported);
-    LOG_FIELD(cur_shape_max_size_x);
-    LOG_FIELD(cur_shape_max_size_y);
-    LOG_FIELD(kbd_client_auto_repeat_supported);
-    LOG_FIELD(kbd_client_auto_repeat_enable);
-    LOG_FIELD(cur_shape_fadeout_supported);
-    LOG_FIELD(cur_shape_fadeout_enable);
-    LOG_FIELD(cur_speed_update_supported);
-    LOG_FIELD(cur_speed_update_enable);
-    LOG_FIELD(usb_supported);
-    LOG_FIELD(usb_enable);
-    LOG_FIELD(relative_mouse_supported);
-    LOG_FIELD(relative_mouse_enable);
-    LOG_FIELD(host_hid_driver_update_supported);
-    LOG_FIELD(host_hid_driver_update_enable);
-    LOG_FIELD(hoip_supported);
-#undef LOG_FIELD
-
+    trace_context(record);
     if (record.hoip_enable != 0)
         VESK_LOG_I("hoip_enable=%u: local tablet mode supported by host and client", record.hoip_enable);
     else
