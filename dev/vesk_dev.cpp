@@ -1,10 +1,9 @@
-// is_ready and synch_ioctl as functions.
-#define VESK_DEV_INLINE
 #include "vesk_dev.h"
 
 #include "vesk_log.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 cVESK_DEV::cVESK_DEV(const char* path)
@@ -52,14 +51,22 @@ int cVESK_DEV::init(const char* path)
     return result;
 }
 
-int cVESK_DEV::not_initialized()
+bool cVESK_DEV::is_ready() const
 {
-    VESK_LOG_AS("synch_ioctl", VESK_LOG_ERROR, "not m_initialized");
-    return VESK_NOT_INITIALIZED;
+    VESK_LOG_D("m_initialized = %d, m_ready = %d", m_initialized, m_ready);
+    return m_initialized && m_ready;
 }
 
-int cVESK_DEV::rejected(unsigned int request, int rv)
+int cVESK_DEV::synch_ioctl(unsigned int request, void* buf, unsigned int /*len*/, unsigned int /*timeout_ms*/)
 {
-    VESK_LOG_AS("synch_ioctl", VESK_LOG_ERROR, "ioctl 0x%08X failed (rv=%d)", request, rv);
-    return VESK_FAILED;
+    if (!m_initialized) {
+        VESK_LOG_E("not m_initialized");
+        return VESK_NOT_INITIALIZED;
+    }
+    const int rv = ioctl(fd, request, buf);
+    if (rv < 0) {
+        VESK_LOG_E("ioctl 0x%08X failed (rv=%d)", request, rv);
+        return VESK_FAILED;
+    }
+    return VESK_OK;
 }

@@ -1,11 +1,8 @@
 // One open character device of the card's driver, and the one place that calls ioctl.
 #pragma once
 
-#include "vesk_log.h"
 #include "vesk_requests.h"
 #include "vesk_result.h"
-
-#include <sys/ioctl.h>
 
 // A device is closed until init succeeds, and then open until it is destroyed. A closed one answers every request with
 // VESK_NOT_INITIALIZED. Not for concurrent use: a request blocks its caller until the driver answers. It is not copied.
@@ -41,38 +38,7 @@ public:
     int synch_ioctl(unsigned int request, void* buf, unsigned int len, unsigned int timeout_ms);
 
 private:
-    // Report why a request failed, and return the result.
-    static int not_initialized();
-    static int rejected(unsigned int request, int rv);
-
     int fd = -1;
     bool m_initialized = false;
     bool m_ready = false;
 };
-
-// Where the compiler inlines, an operation of the link is one function down to ioctl. Where it does not, the functions
-// are those in vesk_dev.cpp, which the tests replace when they are linked.
-#ifndef VESK_DEV_INLINE
-#define VESK_DEV_INLINE [[gnu::gnu_inline]] inline
-#endif
-#ifdef __clang__
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wgnu-inline-cpp-without-extern" // which says that it is meant as here
-#endif
-VESK_DEV_INLINE bool cVESK_DEV::is_ready() const
-{
-    VESK_LOG_D("m_initialized = %d, m_ready = %d", m_initialized, m_ready);
-    return m_initialized && m_ready;
-}
-
-VESK_DEV_INLINE int cVESK_DEV::synch_ioctl(unsigned int request, void* buf, unsigned int /*len*/,
-                                           unsigned int /*timeout_ms*/)
-{
-    if (!m_initialized)
-        return not_initialized();
-    const int rv = ioctl(fd, request, buf);
-    return rv < 0 ? rejected(request, rv) : VESK_OK;
-}
-#ifdef __clang__
-#pragma clang diagnostic pop
-#endif

@@ -25,9 +25,6 @@ struct bmp_cache_entry {
 // The most entries that the mirror has.
 inline constexpr int BMP_CACHE_MAX = 16;
 
-struct sVESK_HMI_OPERATION_STRUCT;
-struct sVESK_IMG_OPERATION_STRUCT;
-
 // What the firmware may offer: the predicate that tells, the map that it looks at, the variable, and what it stands
 // for.
 // clang-format off
@@ -420,24 +417,42 @@ protected:
     bmp_cache_entry bmp_cache[BMP_CACHE_MAX]{};
 
 private:
-    // Sends a request on its node, with the length and the timeout that the request states.
-    int send(const sVESK_REQUEST_STRUCT& request, void* record)
+    // Sends a request with its record on its node, with what the table says of both.
+    template <const sVESK_REQUEST_STRUCT& request, typename Record> int send(Record* record)
     {
-        cVESK_DEV& dev = request.node == VESK_NODE_HCC ? hcc_dev : hdc_dev;
-        return dev.synch_ioctl(request.code, record, request.length, request.timeout_ms);
+        static_assert(sizeof(Record) == request.length, "not the record of this request");
+        return device_of(request).synch_ioctl(request.code, record, request.length, request.timeout_ms);
+    }
+    template <const sVESK_REQUEST_STRUCT& request> int send()
+    {
+        static_assert(request.length == 0, "this request has a record");
+        return device_of(request).synch_ioctl(request.code, nullptr, request.length, request.timeout_ms);
+    }
+    cVESK_DEV& device_of(const sVESK_REQUEST_STRUCT& request)
+    {
+        return request.node == VESK_NODE_HCC ? hcc_dev : hdc_dev;
     }
 
-    // Performs an operation on an HMI variable: reads its payload into the caller's record, or writes it from there.
-    // One function for each operation, so that nothing of the operation is looked up when it is performed.
-    template <const sVESK_HMI_OPERATION_STRUCT& operation, typename Record> int hmi_var_access(Record* payload);
+    // What an operation on an HMI variable has of its own.
+    struct hmi_operation {
+        const char* function;
+        eVESK_HALDO_HMI_VAR variable;
+        const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT* map; // that must offer the variable, or null: nothing is asked
+        const char* failure;    // "%d" stands for the result; searches of logs know each operation by its own wording
+        bool is_framed = false; // logs "start" and "end"
+    };
+    int hmi_var_access(const hmi_operation& operation, const sVESK_REQUEST_STRUCT& request, void* payload,
+                       std::size_t size);
+    template <typename Record> int hmi_var_get(const hmi_operation& operation, Record* out);
+    template <typename Record> int hmi_var_set(const hmi_operation& operation, Record* payload);
+    int hmi_var_set(const hmi_operation& operation);
+    int hmi_var_avail(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map, eVESK_HALDO_HMI_VAR variable);
 
-    int wol_cfg_avail(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map);
-
-    int local_var_access(const sVESK_REQUEST_STRUCT& request, std::uint32_t id, std::uint32_t* value);
-    int img_user_cfg_write(const sVESK_IMG_OPERATION_STRUCT& operation, unsigned int value);
+    template <const sVESK_REQUEST_STRUCT& request>
+    int read_variable_map(const char* function, sVESK_HALDO_HCC_HMI_AVAIL_STRUCT* map);
+    template <const sVESK_REQUEST_STRUCT& request, typename Record>
+    int img_user_cfg_write(const char* function, const char* name, Record record);
     int send_topology(sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT* fw, sVESK_HALDO_HDC_KMP_DISP_TOPO_STRUCT* kmp);
-    int read_variable_map(const char* function, const sVESK_REQUEST_STRUCT& request,
-                          sVESK_HALDO_HCC_HMI_AVAIL_STRUCT* map);
     int hdc_comm_ctrl(std::uint32_t open);
     int feat_en(const char* function, std::uint32_t enable, const char* success);
     unsigned char next_slot() const;

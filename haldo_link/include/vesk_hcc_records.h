@@ -140,7 +140,7 @@ enum eVESK_HALDO_IMG_MSG : std::uint32_t {
     IMG_MSG_USER_CFG_CACHE_SET = 24,
 };
 
-// The user's imaging preference, for the running session, or without its last word as the cached setting.
+// The user's imaging preference for the running session.
 struct sVESK_HALDO_HCC_IMG_USER_CFG_SET_STRUCT {
     std::uint32_t message;
     std::uint32_t reserved;
@@ -149,6 +149,14 @@ struct sVESK_HALDO_HCC_IMG_USER_CFG_SET_STRUCT {
 };
 static_assert(sizeof(sVESK_HALDO_HCC_IMG_USER_CFG_SET_STRUCT) == 16);
 inline constexpr std::uint32_t IMG_USER_CFG_MAX = 100;
+
+// The same as the cached setting.
+struct sVESK_HALDO_HCC_IMG_USER_CFG_CACHE_SET_STRUCT {
+    std::uint32_t message;
+    std::uint32_t reserved;
+    std::uint32_t value; // 0 to IMG_USER_CFG_MAX
+};
+static_assert(sizeof(sVESK_HALDO_HCC_IMG_USER_CFG_CACHE_SET_STRUCT) == 12);
 
 struct sVESK_HALDO_HCC_IMG_USER_CFG_REQ_STRUCT {
     std::uint32_t message;

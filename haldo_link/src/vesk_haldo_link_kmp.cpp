@@ -1,9 +1,9 @@
 // The link's operations for keyboard, mouse and pointer (KMP).
 #include "vesk_haldo_link.h"
 
+#include "cursor_bitmap.h"
 #include "vesk_log.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -37,7 +37,7 @@ static int printed(std::uint32_t value)
 int cVESK_HALDO_LINK::hdc_comm_ctrl(std::uint32_t open)
 {
     sVESK_HALDO_HCC_KMP_HDC_COMM_CTRL_STRUCT record{KMP_HDC_COMM_CHANNEL, open};
-    return send(VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL, &record);
+    return send<VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL>(&record);
 }
 
 int cVESK_HALDO_LINK::hdc_open()
@@ -49,7 +49,7 @@ int cVESK_HALDO_LINK::hdc_open()
     }
     VESK_LOG_D("VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL(OPEN) okay");
 
-    result = send(VESK_HALDO_HDC_IOCTL_KMP_HDC_OPEN, nullptr);
+    result = send<VESK_HALDO_HDC_IOCTL_KMP_HDC_OPEN>();
     if (result != VESK_OK) {
         VESK_LOG_E("VESK_HALDO_HDC_IOCTL_KMP_HDC_OPEN(OPEN) failed (ret=%d)", result);
         hdc_close();
@@ -68,7 +68,7 @@ int cVESK_HALDO_LINK::hdc_close()
         VESK_LOG_D("VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL okay");
 
     // The log reports this request with the result of the one before: the two go together, and its own is not used.
-    send(VESK_HALDO_HDC_IOCTL_KMP_HDC_CLOSE, nullptr);
+    send<VESK_HALDO_HDC_IOCTL_KMP_HDC_CLOSE>();
     if (result != VESK_OK)
         VESK_LOG_E("VESK_HALDO_HDC_IOCTL_KMP_HDC_CLOSE failed (ret=%d)", result);
     else
@@ -100,7 +100,7 @@ void cVESK_HALDO_LINK::kmp_pri_ctxt_get()
 {
     sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT record{};
     record.request = KMP_PRI_CTXT_REQUEST;
-    const int result = send(HCC_IOCTL_KMP_PRI_CTXT_GET, &record);
+    const int result = send<HCC_IOCTL_KMP_PRI_CTXT_GET>(&record);
     if (result != VESK_OK) {
         VESK_LOG_E("HCC_IOCTL_KMP_PRI_CTXT_GET failed (ret=%d)", result);
         return;
@@ -182,7 +182,7 @@ int cVESK_HALDO_LINK::feat_en(const char* function, std::uint32_t enable, const 
         return result;
     }
     sVESK_HALDO_HDC_KMP_VALUE_STRUCT record{KMP_MSG_FEAT_EN, enable};
-    result = send(HDC_IOCTL_KMP_FEAT_EN, &record);
+    result = send<HDC_IOCTL_KMP_FEAT_EN>(&record);
     if (result != VESK_OK)
         VESK_LOG_AS(function, VESK_LOG_ERROR, "HDC_IOCTL_KMP_FEAT_EN failed (ret=%d)", result);
     else
@@ -195,7 +195,7 @@ int cVESK_HALDO_LINK::lcur_lkbd_dev_feat_stat_get(unsigned int* status)
     if (status == nullptr)
         VESK_LOG_ASSERTION(ASSERTION_SOURCE, ASSERTION_FEAT_STAT_STATUS);
     sVESK_HALDO_HDC_KMP_VALUE_STRUCT record{};
-    const int result = send(HDC_IOCTL_KMP_FEAT_STAT_GET, &record);
+    const int result = send<HDC_IOCTL_KMP_FEAT_STAT_GET>(&record);
     if (result != VESK_OK) {
         VESK_LOG_E("HDC_IOCTL_KMP_FEAT_STAT_GET failed (ret=%d)", result);
         return result;
@@ -214,7 +214,7 @@ int cVESK_HALDO_LINK::lcur_lkbd_last_stat_get(unsigned int* status, unsigned int
     if (count == nullptr)
         VESK_LOG_ASSERTION(ASSERTION_SOURCE, ASSERTION_LAST_STAT_COUNT);
     sVESK_HALDO_HDC_KMP_LAST_STAT_STRUCT record{};
-    const int result = send(HDC_IOCTL_KMP_LAST_STAT_GET, &record);
+    const int result = send<HDC_IOCTL_KMP_LAST_STAT_GET>(&record);
     if (result != VESK_OK) {
         VESK_LOG_E("HDC_IOCTL_KMP_LAST_STAT failed (ret=%d)", result);
         return result;
@@ -242,7 +242,7 @@ int cVESK_HALDO_LINK::lcur_idle_hide_set(unsigned int value)
         return result;
     }
     sVESK_HALDO_HDC_KMP_VALUE_STRUCT record{KMP_MSG_CUR_IDLE_HIDE, value};
-    result = send(HDC_IOCTL_KMP_CUR_IDLE_HIDE, &record);
+    result = send<HDC_IOCTL_KMP_CUR_IDLE_HIDE>(&record);
     if (result != VESK_OK)
         VESK_LOG_E("HDC_IOCTL_KMP_CUR_IDLE_HIDE failed (ret=%d)", result);
     else
@@ -263,7 +263,7 @@ int cVESK_HALDO_LINK::lcur_spd_set(unsigned int speed)
         return VESK_INVALID_ARGUMENT;
     }
     sVESK_HALDO_HDC_KMP_VALUE_STRUCT record{KMP_MSG_CUR_SPD, speed};
-    result = send(HDC_IOCTL_KMP_CUR_SPD_SET, &record);
+    result = send<HDC_IOCTL_KMP_CUR_SPD_SET>(&record);
     if (result != VESK_OK)
         VESK_LOG_E("HDC_IOCTL_KMP_CUR_SPD_SET failed, speed=%d (ret=%d)", printed(speed), result);
     else
@@ -283,7 +283,7 @@ int cVESK_HALDO_LINK::lcur_spd_get(unsigned int* speed)
         return result;
     }
     sVESK_HALDO_HDC_KMP_VALUE_STRUCT record{};
-    result = send(HDC_IOCTL_KMP_CUR_SPD_GET, &record);
+    result = send<HDC_IOCTL_KMP_CUR_SPD_GET>(&record);
     if (result != VESK_OK) {
         VESK_LOG_E("HDC_IOCTL_KMP_CUR_SPD_GET failed (ret=%d)", result);
         return result;
@@ -302,7 +302,7 @@ int cVESK_HALDO_LINK::lcur_change_shape_send(unsigned char index)
     sVESK_HALDO_HDC_KMP_CUR_SHAPE_STRUCT record{};
     record.header = KMP_MSG_CUR_SHAPE;
     record.index = index;
-    const int result = send(HDC_IOCTL_KMP_CUR_SHAPE, &record);
+    const int result = send<HDC_IOCTL_KMP_CUR_SHAPE>(&record);
     if (result != VESK_OK)
         VESK_LOG_E("HDC_IOCTL_KMP_CUR_SHAPE failed, index=%d (ret=%d)", index, result);
     return result;
@@ -316,7 +316,7 @@ int cVESK_HALDO_LINK::lcur_pointer_visibility_set(unsigned int time_stamp, unsig
     record.visible = visible != 0;
     // Printed from here: the driver may have written over the record.
     const int sent = record.visible;
-    const int result = send(VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS, &record);
+    const int result = send<VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS>(&record);
     if (result != VESK_OK)
         VESK_LOG_E("VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS failed (ret=%d)", result);
     else
@@ -327,7 +327,7 @@ int cVESK_HALDO_LINK::lcur_pointer_visibility_set(unsigned int time_stamp, unsig
 int cVESK_HALDO_LINK::lcur_pointer_location_set(unsigned int time_stamp, unsigned short x, unsigned short y)
 {
     sVESK_HALDO_HDC_KMP_CUR_POS_STRUCT record{KMP_MSG_CUR_POS, time_stamp, x, y};
-    const int result = send(VESK_HALDO_HDC_IOCTL_KMP_CUR_POS, &record);
+    const int result = send<VESK_HALDO_HDC_IOCTL_KMP_CUR_POS>(&record);
     if (result != VESK_OK)
         VESK_LOG_E("VESK_HALDO_HDC_IOCTL_KMP_CUR_POS failed (ret=%d)", result);
     else
@@ -338,7 +338,7 @@ int cVESK_HALDO_LINK::lcur_pointer_location_set(unsigned int time_stamp, unsigne
 int cVESK_HALDO_LINK::lcur_pointer_location_set_if_new(unsigned short x, unsigned short y)
 {
     sVESK_HALDO_HDC_KMP_CUR_POS_IF_NEW_STRUCT record{x, y};
-    const int result = send(VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW, &record);
+    const int result = send<VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW>(&record);
     if (result != VESK_OK)
         VESK_LOG_E("VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW failed (ret=%d)", result);
     return result;
@@ -347,7 +347,7 @@ int cVESK_HALDO_LINK::lcur_pointer_location_set_if_new(unsigned short x, unsigne
 int cVESK_HALDO_LINK::lkbd_repeat_rates_set(unsigned short delay, unsigned short interval)
 {
     sVESK_HALDO_HDC_KMP_KBD_REPEAT_STRUCT record{KMP_MSG_KBD_REPEAT, 0, interval, delay};
-    const int result = send(HDC_IOCTL_KMP_KBD_REPEAT, &record);
+    const int result = send<HDC_IOCTL_KMP_KBD_REPEAT>(&record);
     if (result != VESK_OK)
         VESK_LOG_E("HDC_IOCTL_KMP_KBD_REPEAT failed (ret=%d)", result);
     else
@@ -368,7 +368,7 @@ int cVESK_HALDO_LINK::lkbd_repeat_rates_get(unsigned short* delay, unsigned shor
         return result;
     }
     sVESK_HALDO_HDC_KMP_KBD_REPEAT_STRUCT record{};
-    result = send(HDC_IOCTL_KMP_KBD_REPEAT_GET, &record);
+    result = send<HDC_IOCTL_KMP_KBD_REPEAT_GET>(&record);
     if (result != VESK_OK) {
         VESK_LOG_E("HDC_IOCTL_KMP_KBD_REPEAT_GET failed (ret=%d)", result);
         return result;
@@ -381,7 +381,7 @@ int cVESK_HALDO_LINK::lkbd_repeat_rates_get(unsigned short* delay, unsigned shor
 
 int cVESK_HALDO_LINK::proc_new_hoip_tablets()
 {
-    const int result = send(HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB, nullptr);
+    const int result = send<HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB>();
     if (result != VESK_OK)
         VESK_LOG_E("HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB failed (ret=%d)", result);
     else
@@ -391,7 +391,7 @@ int cVESK_HALDO_LINK::proc_new_hoip_tablets()
 
 int cVESK_HALDO_LINK::send_hoip_host_ready()
 {
-    const int result = send(HDC_IOCTL_KMP_HOIP_HOST_RDY, nullptr);
+    const int result = send<HDC_IOCTL_KMP_HOIP_HOST_RDY>();
     if (result != VESK_OK)
         VESK_LOG_E("HDC_IOCTL_KMP_HOIP_HOST_RDY failed (ret=%d)", result);
     else
@@ -415,7 +415,7 @@ int cVESK_HALDO_LINK::kmp_driver_cfg_set(sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STR
         return VESK_INVALID_ARGUMENT;
     }
     sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT record = *cfg;
-    const int result = send(HDC_IOCTL_KMP_DRIVER_CFG_SET, &record);
+    const int result = send<HDC_IOCTL_KMP_DRIVER_CFG_SET>(&record);
     if (result != VESK_OK) {
         VESK_LOG_E("HDC_IOCTL_KMP_DRIVER_CFG_SET type %d failed (ret=%d)", printed(cfg->type), result);
         return result;
@@ -530,101 +530,29 @@ int cVESK_HALDO_LINK::lcur_shape_bmp_send(unsigned char shape_arg1, unsigned cha
     return result;
 }
 
-// --- Cursor bitmap conversion ---
-
-// The rows of a 1-bit plane are padded to whole words.
-static constexpr std::uint32_t ROW_WORD_PIXELS = 32;
-static constexpr std::uint32_t ROW_WORDS_MAX = 8;
-
-// The pixels of a row's last byte, by their number.
-static constexpr std::uint8_t and_msk_lkup_table[] = {0x00, 0x80, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC, 0xFE};
-
-// Whether rows of this many words, each seen through the mask, have a bit set; they are len bytes, the last may be cut.
-template <std::uint32_t words>
-static bool any_bit(const std::uint8_t* rows, std::uint32_t len, const std::uint32_t (&row_mask)[ROW_WORDS_MAX])
-{
-    // Several rows at once: short ones one by one would cost more than it costs to copy the cursor's.
-    constexpr std::uint32_t block_words = words * std::max(2U, ROW_WORDS_MAX / words);
-    constexpr std::uint32_t block_len = block_words * static_cast<std::uint32_t>(sizeof(std::uint32_t));
-    std::uint64_t mask[block_words / 2];
-    for (std::uint32_t i = 0; i < block_words; i += words)
-        std::memcpy(reinterpret_cast<std::uint32_t*>(mask) + i, row_mask, words * sizeof(std::uint32_t));
-    const auto any = [&mask](const std::uint8_t* block) {
-        std::uint64_t found = 0;
-        for (const std::uint64_t seen : mask) {
-            std::uint64_t pair;
-            std::memcpy(&pair, block, sizeof(pair));
-            found |= pair & seen;
-            block += sizeof(pair);
-        }
-        return found != 0;
-    };
-    for (; len >= block_len; len -= block_len) {
-        if (any(rows))
-            return true;
-        rows += block_len;
-    }
-    std::uint8_t rest[block_len] = {};
-    std::memcpy(rest, rows, len);
-    return any(rest);
-}
-
-// Whether rows of pixels have one that is set. Of src there are len bytes; what lies behind them counts as zero.
-static bool any_pixel_set(const std::uint8_t* src, std::uint32_t len, std::uint32_t width, std::uint32_t rows)
-{
-    static constexpr bool (*any_bit_of[])(const std::uint8_t*, std::uint32_t, const std::uint32_t(&)[ROW_WORDS_MAX]) = {
-        any_bit<1>, any_bit<2>, any_bit<3>, any_bit<4>, any_bit<5>, any_bit<6>, any_bit<7>, any_bit<8>};
-    std::uint32_t mask[ROW_WORDS_MAX] = {};
-    auto* const mask_bytes = reinterpret_cast<std::uint8_t*>(mask);
-    std::memset(mask_bytes, 0xFF, width / 8);
-    mask_bytes[width / 8] = and_msk_lkup_table[width % 8];
-
-    const std::uint32_t words = (width + ROW_WORD_PIXELS - 1) / ROW_WORD_PIXELS;
-    const std::uint32_t row_len = words * static_cast<std::uint32_t>(sizeof(std::uint32_t));
-    return any_bit_of[words - 1](src, std::min(len, row_len * rows), mask);
-}
-
-// Copies rows, which come from the bottom to the top, in the opposite order. Returns the end of the copy.
-static std::uint8_t* copy_reversed(std::uint8_t* dst, const std::uint8_t* src, std::uint32_t row_len,
-                                   std::uint32_t rows)
-{
-    // Keeps from the compiler how short the rows are: it would copy them itself, several times slower than memcpy.
-    asm("" : "+r"(row_len));
-    const std::uint8_t* row = src + row_len * rows;
-    for (; rows > 0; --rows) {
-        row -= row_len;
-        std::memcpy(dst, row, row_len);
-        dst += row_len;
-    }
-    return dst;
-}
-
 int cVESK_HALDO_LINK::flip_bitmap(unsigned char width, unsigned char height, unsigned char xor_depth,
                                   unsigned int dest_len, const unsigned char* src, unsigned char* dst,
                                   int* no_transparency)
 {
-    const std::uint32_t alw = (width + ROW_WORD_PIXELS - 1) / ROW_WORD_PIXELS * 4;
-    const std::uint32_t xlw = xor_depth == 1 ? alw : width * 4U;
-    if ((xlw + alw) * height > dest_len) {
-        VESK_LOG_E("dest buffer too small, aborting copy: alw %d xlw %d h %d bl %d", printed(alw), printed(xlw), height,
-                   printed(dest_len));
+    const vesk::bitmap_planes planes(width, height, xor_depth);
+    if (planes.length > dest_len) {
+        VESK_LOG_E("dest buffer too small, aborting copy: alw %d xlw %d h %d bl %d", printed(planes.and_row),
+                   printed(planes.xor_row), height, printed(dest_len));
         return VESK_FAILED;
     }
-    const std::uint32_t and_start = xor_depth == 1 ? alw * height : 0;
-    const std::uint32_t xor_start = xor_depth == 1 ? 0 : alw * height;
-    bool transparent = false;
-    if (width != 0 && height != 0) {
+    bool is_transparent = false;
+    if (height != 0) {
         // The image's top row, the last in memory: the search runs on from there, not back through the plane.
-        const std::uint32_t and_last = and_start + alw * (height - 1U);
-        transparent = any_pixel_set(src + and_last, dest_len - and_last, width, height);
+        const std::uint32_t and_last = planes.and_start + planes.and_row * (height - 1U);
+        is_transparent = vesk::any_pixel_set(src + and_last, dest_len - and_last, width, height);
     }
-    if (transparent) {
-        dst = copy_reversed(dst, src + and_start, alw, height);
+    if (is_transparent) {
+        dst = vesk::copy_reversed(dst, src + planes.and_start, planes.and_row, height);
     } else {
         *no_transparency = 1;
         VESK_LOG_D("Zero transparent bits in AND mask");
     }
-    copy_reversed(dst, src + xor_start, xlw, height);
+    vesk::copy_reversed(dst, src + planes.xor_start, planes.xor_row, height);
     return VESK_OK;
 }
 
@@ -689,8 +617,8 @@ void cVESK_HALDO_LINK::add_bitmap_to_cache(unsigned char shape_arg1, unsigned ch
         return;
     }
     bmp_cache_last = next_slot();
-    std::memcpy(entry.data, bmp, bmp_len);
-    entry = {bitmap_type, shape_arg1, shape_arg2, width, height, and_depth, xor_depth, entry.data, bmp_len};
+    vesk::store_shape(
+        &entry, {bitmap_type, shape_arg1, shape_arg2, width, height, and_depth, xor_depth, nullptr, bmp_len}, bmp);
 }
 
 int cVESK_HALDO_LINK::is_bitmap_cached(unsigned char shape_arg1, unsigned char shape_arg2, unsigned char width,
@@ -698,14 +626,11 @@ int cVESK_HALDO_LINK::is_bitmap_cached(unsigned char shape_arg1, unsigned char s
                                        const unsigned char* bmp, unsigned int bmp_len,
                                        eVESK_HALDO_LINK_KMP_CUR_BITMAP_TYPE bitmap_type, unsigned char* index) const
 {
-    for (int i = 0; i < bmp_cache_cnt; ++i) {
-        const bmp_cache_entry& entry = bmp_cache[i];
-        if (entry.bitmap_type == bitmap_type && entry.shape_arg1 == shape_arg1 && entry.shape_arg2 == shape_arg2 &&
-            entry.width == width && entry.height == height && entry.and_depth == and_depth &&
-            entry.xor_depth == xor_depth && entry.len == bmp_len && std::memcmp(entry.data, bmp, bmp_len) == 0) {
-            *index = static_cast<unsigned char>(i);
-            return 1;
-        }
-    }
-    return 0;
+    const int slot = vesk::find_shape(
+        bmp_cache, bmp_cache_cnt,
+        {bitmap_type, shape_arg1, shape_arg2, width, height, and_depth, xor_depth, nullptr, bmp_len}, bmp);
+    if (slot >= bmp_cache_cnt)
+        return 0;
+    *index = static_cast<unsigned char>(slot);
+    return 1;
 }

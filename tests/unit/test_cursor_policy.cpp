@@ -1,6 +1,5 @@
 #include "cursor_policy.h"
 #include "link.h"
-#include "stated.h"
 #include "vesk_log.h"
 
 #include <cerrno>
@@ -49,7 +48,6 @@ TEST(update_driver_cfg, sends_type_zero_with_the_mode_as_its_setting)
             expect_lines_by_level(mode_set(alg, accepts), [&](host& h, visible_link& link) {
                 expect_mode_set(h, alg, accepts);
                 EXPECT_EQ(update_driver_cfg(&link, alg), accepts ? 1 : 0);
-                EXPECT_EQ(stated(), (requests{{0x7911, 8, 500}}));
             });
         }
     }
@@ -79,7 +77,6 @@ TEST(update_driver_cfg, sends_no_mode_that_does_not_exist)
                            "update_driver_cfg E failed to configure cursor mode 2 in driver"},
                           [](host&, visible_link& link) {
                               EXPECT_EQ(update_driver_cfg(&link, static_cast<eVESK_HALDO_HDC_LCUR_EVT_ALG_TYPE>(2)), 0);
-                              EXPECT_EQ(stated(), requests());
                           });
 }
 
@@ -105,17 +102,14 @@ TEST(disable_local_cursor, switches_cursor_and_keyboard_off_and_nothing_else)
             agree_on_local_cursor(link);
             expect_switched(h, false, accepts);
             disable_local_cursor(&link);
-            EXPECT_EQ(stated(), (requests{{0x7902, 8, 1000}}));
         });
     }
 }
 
 TEST(disable_local_cursor, leaves_it_at_a_line_where_there_is_none)
 {
-    expect_lines_by_level({"lcur_lkbd_disable E not supported"}, [](host&, visible_link& link) {
-        disable_local_cursor(&link);
-        EXPECT_EQ(stated(), requests());
-    });
+    expect_lines_by_level({"lcur_lkbd_disable E not supported"},
+                          [](host&, visible_link& link) { disable_local_cursor(&link); });
 }
 
 // --- enable_local_cursor_with_relative_reports ---
@@ -258,19 +252,6 @@ TEST(enable_local_cursor, takes_one_attempt_and_one_sleep_when_everything_succee
     expect_enabled(1, {SUCCEEDING}, NOT_SET);
 }
 
-TEST(enable_local_cursor, states_its_requests_in_order)
-{
-    host h;
-    constructed_link link(h);
-    agree_on_local_cursor(*link);
-    stated();
-    expect_attempt(h, SUCCEEDING);
-    EXPECT_EQ(enable_local_cursor_with_relative_reports(&*link), 1);
-    EXPECT_EQ(
-        stated(),
-        (requests{{0x7821, 8, 1000}, {0x7900, 0, 5000}, {0x7902, 8, 1000}, {0x7909, 12, 1000}, {0x7911, 8, 500}}));
-}
-
 TEST(enable_local_cursor, succeeds_at_the_attempt_after_the_last_that_failed)
 {
     for (const attempt& failing :
@@ -347,9 +328,6 @@ TEST(enable_local_cursor, never_sleeps_without_a_driver_channel)
             h.expect_ioctl(HCC, 0x7821, COMM_CLOSE);
         }
         EXPECT_EQ(enable_local_cursor_with_relative_reports(&link), 0);
-        const requests made = stated();
-        EXPECT_EQ(made.size(), 81u);
-        EXPECT_EQ(made.back(), (stated_request{0x7911, 8, 500}));
     });
 }
 
@@ -414,7 +392,6 @@ TEST(user_session_end, tries_to_switch_the_cursor_off_without_a_valid_context)
             link.kmp_pri_ctxt_valid = 0;
             const int result = expect_removed(h, removed);
             EXPECT_EQ(user_session_end(&link), result);
-            EXPECT_EQ(stated(), requests());
         });
     }
 }

@@ -119,34 +119,6 @@ TEST(flip_bitmap, gives_only_the_xor_rows_of_an_and_plane_of_zeros)
     }
 }
 
-TEST(flip_bitmap, looks_at_every_pixel_of_a_row_and_at_no_padding)
-{
-    for (int width = 0; width < 256; ++width) {
-        const auto w = static_cast<std::uint8_t>(width);
-        const planes at(w, 1, 1);
-        for (std::size_t x = 0; x < at.and_row * 8; ++x) {
-            bytes source = zero_filled(at.length);
-            source[at.and_row + x / 8] = static_cast<std::uint8_t>(0x80 >> x % 8);
-            const outcome done = convert(w, 1, 1, source, bytes(at.length, 0xEE));
-            ASSERT_EQ(done.result, 0);
-            ASSERT_EQ(done.no_transparency, x < w ? UNTOUCHED : 1) << "width " << width << ", pixel " << x;
-        }
-    }
-}
-
-TEST(flip_bitmap, looks_at_20_pixels_of_every_row_that_is_20_wide)
-{
-    for (std::size_t row = 0; row < 5; ++row) {
-        for (std::size_t x = 0; x < 32; ++x) {
-            // The search begins at row 4 of the AND plane and runs on into the XOR plane.
-            bytes source = zero_filled(5 * 4 + 5 * 80);
-            source[4 * 4 + row * 4 + x / 8] = static_cast<std::uint8_t>(0x80 >> x % 8);
-            EXPECT_EQ(convert(20, 5, 32, source, source).no_transparency, x < 20 ? UNTOUCHED : 1)
-                << "row " << row << ", bit " << x;
-        }
-    }
-}
-
 TEST(flip_bitmap, searches_as_many_rows_as_the_cursor_has)
 {
     for (std::size_t i = 0; i < 3 * 4 + 3 * 12; ++i) {
@@ -178,17 +150,6 @@ TEST(flip_bitmap, of_a_cursor_without_pixels_finds_nothing_and_writes_nothing)
             expect_conversion(0, 255, xor_depth, bytes(room, 0xFF), 1, {});
             expect_conversion(255, 0, xor_depth, bytes(room, 0xFF), 1, {});
         }
-    }
-}
-
-TEST(flip_bitmap, takes_every_xor_depth_but_1_for_32)
-{
-    host h(VESK_LOG_OFF);
-    for (const std::uint8_t xor_depth : {0, 2, 4, 8, 24, 31, 33, 255}) {
-        const bytes source = random_bytes(2 * (4 + 12));
-        const bytes before = random_bytes(source.size());
-        EXPECT_EQ(convert(3, 2, xor_depth, source, before), convert(3, 2, 32, source, before));
-        EXPECT_EQ(convert(3, 2, xor_depth, bytes(31), bytes(31)).result, -500);
     }
 }
 
@@ -255,12 +216,12 @@ static std::uint8_t some_large_size(dice& random)
     return static_cast<std::uint8_t>(random.one_in(2) ? random.below(256) : random.one_of({63, 64, 65, 254, 255}));
 }
 
-TEST(flip_bitmap, follows_the_reference_for_100000_random_cursors)
+TEST(flip_bitmap, follows_the_reference_for_20000_random_cursors)
 {
     host h(VESK_LOG_OFF);
     dice random;
     int refused = 0, opaque = 0, transparent = 0, large = 0;
-    for (int i = 0; i < 100'000; ++i) {
+    for (int i = 0; i < 20'000; ++i) {
         const std::uint8_t width = random.one_in(10) ? some_large_size(random) : some_size(random);
         const std::uint8_t height = random.one_in(10) ? some_large_size(random) : some_size(random);
         const auto xor_depth = static_cast<std::uint8_t>(random.one_in(8) ? random.below(256) : random.one_of({1, 32}));
@@ -280,8 +241,8 @@ TEST(flip_bitmap, follows_the_reference_for_100000_random_cursors)
         large += len > 100'000;
     }
     // The mix reaches what it is for.
-    EXPECT_GT(refused, 5'000);
-    EXPECT_GT(opaque, 20'000);
-    EXPECT_GT(transparent, 20'000);
-    EXPECT_GT(large, 20);
+    EXPECT_GT(refused, 1'000);
+    EXPECT_GT(opaque, 4'000);
+    EXPECT_GT(transparent, 4'000);
+    EXPECT_GT(large, 4);
 }

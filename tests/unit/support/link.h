@@ -3,9 +3,11 @@
 
 #include "calls.h"
 #include "vesk_haldo_link.h"
+#include "vesk_log.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <optional>
 
 struct visible_link : cVESK_HALDO_LINK {
@@ -73,3 +75,25 @@ using constructed_link = link_on_nodes<true, true>;
 using closed_link = link_on_nodes<false, true>;    // without the control channel
 using half_open_link = link_on_nodes<true, false>; // without the driver channel
 using nodeless_link = link_on_nodes<false, false>;
+
+// --- Lines ---
+
+using link_scenario = std::function<void(host&, visible_link&)>;
+
+// Runs a scenario on a link at a level; of all the lines that it can write exactly those of the level must appear.
+template <typename Link = constructed_link>
+void expect_lines_at(int level, const lines& all, const link_scenario& scenario)
+{
+    host h;
+    Link link(h);
+    m_log_level = level;
+    scenario(h, *link);
+    EXPECT_EQ(h.log(), at_level(level, all)) << "at level " << level;
+    m_log_level = VESK_LOG_OFF;
+}
+// At every level.
+template <typename Link = constructed_link> void expect_lines_by_level(const lines& all, const link_scenario& scenario)
+{
+    for (int level = VESK_LOG_OFF; level <= VESK_LOG_DEBUG; ++level)
+        expect_lines_at<Link>(level, all, scenario);
+}
