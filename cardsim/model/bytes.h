@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <type_traits>
 
 namespace cardsim
 {
@@ -19,6 +20,12 @@ template <class Record> Record read(std::span<const std::uint8_t> bytes)
 template <class Record> void write(std::span<std::uint8_t> bytes, const Record& record)
 {
     std::memcpy(bytes.data(), &record, sizeof(record));
+}
+
+template <class Record> auto bytes_of(Record& record)
+{
+    using byte = std::conditional_t<std::is_const_v<Record>, const std::uint8_t, std::uint8_t>;
+    return std::span<byte>(reinterpret_cast<byte*>(&record), sizeof(record));
 }
 
 inline bool is_zero(std::span<const std::uint8_t> bytes)

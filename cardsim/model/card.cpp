@@ -48,54 +48,12 @@ template <class Record> int answer_zero(std::span<std::uint8_t> record, const Re
     return 0;
 }
 
-// How a variable may be accessed: read, written with a payload that is kept, written with zero.
-enum access : unsigned {
-    READ = 1,
-    KEEP = 2,
-    ZERO = 4,
-};
-
-struct hmi_variable {
-    std::uint32_t id;
-    std::span<std::uint8_t> (*payload)(contents&);
-    unsigned access;
-    void (*written)(card&) = nullptr; // what writing it does beside
-};
-
-template <auto member> std::span<std::uint8_t> payload(contents& all)
-{
-    auto& record = all.*member;
-    return {reinterpret_cast<std::uint8_t*>(&record), sizeof(record)};
-}
-
-void disconnect(card& one)
-{
-    one.disconnect();
-}
-
-void reset_statistics(card& one)
-{
-    one.kept.sess_stat = {};
-}
-
 constexpr hmi_variable hmi_variables[] = {
-    {HMI_VAR_LINK_INFO, payload<&contents::link_info>, READ},
-    {HMI_VAR_IPV4_CFG, payload<&contents::ipv4_cfg>, READ},
-    {HMI_VAR_SESS_LINK, payload<&contents::sess_link>, READ | ZERO, disconnect},
-    {HMI_VAR_SESS_TAG, payload<&contents::sess_tag>, READ | KEEP},
-    {HMI_VAR_CONN_PORT, payload<&contents::conn_port>, READ},
-    {HMI_VAR_SESS_STAT, payload<&contents::sess_stat>, READ | ZERO, reset_statistics},
-    {HMI_VAR_WOL_CFG, payload<&contents::wol_cfg>, READ | KEEP},
-    {HMI_VAR_SESS_DISC, payload<&contents::disconnect_reason>, KEEP, disconnect},
-    {HMI_VAR_UNICODE, payload<&contents::unicode>, KEEP},
+#define VARIABLE(name, access, type, member, ...)                                                                      \
+    {HMI_VAR_##name, access, offsetof(contents, member), sizeof(contents::member)},
+    CARDSIM_VARIABLES(VARIABLE, VARIABLE)
+#undef VARIABLE
 };
-
-// The variable with this id if it may be accessed in one of these ways, or null.
-const hmi_variable* find_variable(std::uint32_t id, unsigned access)
-{
-    const auto found = std::ranges::find(hmi_variables, id, &hmi_variable::id);
-    return found != std::end(hmi_variables) && (found->access & access) != 0 ? found : nullptr;
-}
 
 } // namespace
 
@@ -103,6 +61,12 @@ const sVESK_REQUEST_STRUCT* find_request(std::uint32_t code)
 {
     const auto found = std::ranges::find(vesk_requests, code, &sVESK_REQUEST_STRUCT::code);
     return found != std::end(vesk_requests) ? found : nullptr;
+}
+
+const hmi_variable* find_variable(std::uint32_t id, unsigned access)
+{
+    const auto found = std::ranges::find(hmi_variables, id, &hmi_variable::id);
+    return found != std::end(hmi_variables) && (found->access & access) != 0 ? found : nullptr;
 }
 
 std::size_t record_length(std::uint32_t code, std::span<const std::uint8_t> head)
@@ -150,18 +114,6 @@ sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT settings::full_client()
         .hoip_enable = 1,
         .reserved = {},
     };
-}
-
-sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT contents::default_ipv4_cfg()
-{
-    return {{1,  0xC000020A, 0xFFFFFF00, 0xC0000201, 0xC0000202, 0xC0000203, 6,  7,  8,  9, 10,
-             11, 12,         13,         14,         15,         16,         17, 18, 19, 20}};
-}
-
-sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT contents::default_sess_stat()
-{
-    return {{101, 102, 103, 104, 105, 106, 107, 108, 109, 110, 111, 112, 113,
-             114, 115, 116, 117, 118, 119, 120, 121, 122, 123, 124, 125}};
 }
 
 sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT contents::default_topology()
@@ -369,7 +321,7 @@ int card::var_get(std::span<std::uint8_t> record)
     if (is_map)
         variable.data.avail_var = offered.readable;
     else
-        std::ranges::copy(known->payload(kept), variable.data.bytes);
+        std::ranges::copy(bytes_of(kept).subspan(known->offset, known->size), variable.data.bytes);
     write(record, variable);
     return 0;
 }
@@ -383,19 +335,20 @@ int card::var_set(std::span<std::uint8_t> record)
     const hmi_variable* known = find_variable(variable.var_id, KEEP | ZERO);
     if (!is_map && known == nullptr)
         return -EINVAL;
-    const bool keeps = !is_map && (known->access & KEEP) != 0;
-    const auto to = keeps ? known->payload(kept) : std::span<std::uint8_t>();
-    const std::span<const std::uint8_t> from = variable.data.bytes;
-    if (!is_zero(from.subspan(to.size())))
+    const std::size_t kept_length = known != nullptr && (known->access & KEEP) != 0 ? known->size : 0;
+    const std::span<const std::uint8_t> payload = variable.data.bytes;
+    if (!is_zero(payload.subspan(kept_length)))
         return -EINVAL;
 
-    std::ranges::copy(from.first(to.size()), to.begin());
     if (is_map) {
         variable.data.avail_var = offered.writable;
         write(record, variable);
-    } else if (known->written != nullptr) {
-        known->written(*this);
+        return 0;
     }
+    if (variable.var_id != HMI_VAR_SESS_LINK)
+        std::ranges::copy(payload.first(known->size), bytes_of(kept).subspan(known->offset).begin());
+    if (variable.var_id == HMI_VAR_SESS_LINK || variable.var_id == HMI_VAR_SESS_DISC)
+        disconnect();
     return 0;
 }
 

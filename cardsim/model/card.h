@@ -43,19 +43,42 @@ struct settings {
     static sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT full_client();
 };
 
+// How a variable may be accessed: read; written, and kept; written with zero, which resets it or disconnects.
+enum access : unsigned {
+    READ = 1,
+    KEEP = 2,
+    ZERO = 4,
+};
+
+// The HMI variables that the card keeps: name, access, type, the member of contents that holds one, and what that is at
+// first. A VALUE is known to profiles and commands by its member's name, as a number or as words; the fields of a
+// RECORD have keys of their own, in fields.cpp. Where words are the firmware's to interpret all of them differ, so that
+// one that is lost or moved shows.
+// clang-format off
+#define CARDSIM_VARIABLES(VALUE, RECORD) \
+    VALUE(LINK_INFO,  READ,        sVESK_HALDO_HCC_APDU_HMI_VAR_LINK_INFO_STRUCT, link_info, \
+          {{1, 1000, 2, 1500, 0x02000000, 7, 86400, 3}}) \
+    VALUE(IPV4_CFG,   READ,        sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT, ipv4, \
+          {{1, 0xC000020A, 0xFFFFFF00, 0xC0000201, 0xC0000202, 0xC0000203, \
+            6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20}}) \
+    RECORD(SESS_LINK, READ | ZERO, sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT, sess_link, {}) \
+    RECORD(SESS_TAG,  READ | KEEP, sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT, sess_tag, {0, {}, "desk 1"}) \
+    VALUE(CONN_PORT,  READ,        sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT, port, {5000}) \
+    VALUE(SESS_STAT,  READ | ZERO, sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT, stats, \
+          {{101, 102, 103, 104, 105, 106, 107, 108, 109, 110, 111, 112, 113, \
+            114, 115, 116, 117, 118, 119, 120, 121, 122, 123, 124, 125}}) \
+    RECORD(WOL_CFG,   READ | KEEP, sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT, wol_cfg, \
+           {1, {}, "02:00:00:00:00:01", "192.0.2.10"}) \
+    VALUE(SESS_DISC,  KEEP,        std::uint32_t, disconnect_reason, 0) \
+    VALUE(UNICODE,    KEEP,        std::uint32_t, unicode, 0)
+// clang-format on
+
 // What firmware and driver hold. What a request writes is found here, and what a test puts here a request reads. At
-// first there is one display of 1920 by 1080 pixels and no session. Where the words of a record are the firmware's to
-// interpret all of them differ, so that one that is lost or moved shows.
+// first there is one display of 1920 by 1080 pixels and no session.
 struct contents {
-    sVESK_HALDO_HCC_APDU_HMI_VAR_LINK_INFO_STRUCT link_info{{1, 1000, 2, 1500, 0x02000000, 7, 86400, 3}};
-    sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT ipv4_cfg = default_ipv4_cfg();
-    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT sess_link{};
-    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT sess_tag{0, {}, "desk 1"};
-    sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT conn_port{5000};
-    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT sess_stat = default_sess_stat();
-    sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT wol_cfg{1, {}, "02:00:00:00:00:01", "192.0.2.10"};
-    std::uint32_t disconnect_reason = 0;
-    std::uint32_t unicode = 0;
+#define CARDSIM_MEMBER(name, access, type, member, ...) type member = __VA_ARGS__;
+    CARDSIM_VARIABLES(CARDSIM_MEMBER, CARDSIM_MEMBER)
+#undef CARDSIM_MEMBER
 
     std::int32_t host_sess_state = 0;      // local variable 0
     std::uint32_t local_info = 0x00010002; // local variable 1
@@ -85,11 +108,20 @@ struct contents {
     unsigned new_tablet_requests = 0; // 0x7912 that succeeded
     unsigned host_ready_requests = 0; // 0x7913 that succeeded
 
-    static sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT default_ipv4_cfg();
-    static sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT default_sess_stat();
     static sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT default_topology();
     static sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT default_cached_topology();
 };
+
+// A variable, and where contents hold it.
+struct hmi_variable {
+    std::uint32_t id;
+    unsigned access;
+    std::size_t offset;
+    std::size_t size;
+};
+
+// The variable with this id if it may be accessed in one of these ways, or null.
+const hmi_variable* find_variable(std::uint32_t id, unsigned access = READ | KEEP | ZERO);
 
 // The card keeps its state from one open to the next. It is not for concurrent use.
 //
@@ -135,17 +167,9 @@ struct contents {
 // Behind a message number that is checked there must be a zero word. Those from 0x7902 to 0x790C that set something
 // must have the header of their message and zero in what is reserved; 0x7903, 0x790B, 0x790D and 0x790E must come as
 // zero, and answer with a zero header. None of 0x7902 to 0x7913 needs an open path or a session. 0x7802 and 0x7803 are
-// refused as a whole when the command map does not offer them. Variables:
-//
-//     0                 read, the map of readable variables; written, answers with the map of writable ones and must
-//                       come as zero; needs no map to offer it
-//     1, 2, 5           read
-//     3                 read; written as zero, disconnects
-//     4, 8              read and written
-//     6                 read; written as zero, resets the statistics to zero
-//     9                 written, keeps the reason and disconnects
-//     12                written
-//     all others        -EINVAL, even where a map offers them
+// refused as a whole when the command map does not offer them. Variable 0 read answers with the map of readable
+// variables, written, which must come as zero, with the map of writable ones, and needs no map to offer it. The others
+// are those of CARDSIM_VARIABLES; 3 written as zero, and 9 written, disconnect.
 class card
 {
 public:

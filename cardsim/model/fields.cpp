@@ -19,6 +19,9 @@ namespace
 #define AT(record, member) offsetof(record, member), sizeof(static_cast<record*>(nullptr)->member)
 
 // clang-format off
+#define VALUE_KEY(name, access, type, member, ...) \
+    {#member, AT(state, kept.member), sizeof(type) == sizeof(std::uint32_t) ? form::NUMBER : form::WORDS},
+#define NO_KEY(...)
 #define CONTEXT(type, name) {"context." #name, AT(state, offered.kmp_context.name)},
 #define EACH_DISPLAY(name, member, how) \
     {name ".1", AT(state, member[0]), how}, {name ".2", AT(state, member[1]), how}, \
@@ -38,15 +41,10 @@ constexpr field state_table[] = {
     {"session.ip", AT(state, kept.sess_link.ip), form::TEXT},
     {"tag.flags", AT(state, kept.sess_tag.flags)},
     {"tag.text", AT(state, kept.sess_tag.tag), form::TEXT},
-    {"link_info", AT(state, kept.link_info), form::WORDS},
-    {"addresses", AT(state, kept.ipv4_cfg), form::WORDS},
-    {"port", AT(state, kept.conn_port)},
-    {"statistics", AT(state, kept.sess_stat), form::WORDS},
+    CARDSIM_VARIABLES(VALUE_KEY, NO_KEY)
     {"wol.flags", AT(state, kept.wol_cfg.flags)},
     {"wol.mac", AT(state, kept.wol_cfg.mac), form::TEXT},
     {"wol.ip", AT(state, kept.wol_cfg.ip), form::TEXT},
-    {"disconnect_reason", AT(state, kept.disconnect_reason)},
-    {"unicode", AT(state, kept.unicode)},
     {"host_state", AT(state, kept.host_sess_state), form::SIGNED},
     {"local_info", AT(state, kept.local_info)},
     {"imaging.preference", AT(state, kept.img_preference)},
@@ -218,12 +216,6 @@ const field& find_key(std::string_view key)
     if (found == std::end(state_table))
         refuse(key, "a key");
     return *found;
-}
-
-template <class Record> auto bytes_of(Record& record)
-{
-    using byte = std::conditional_t<std::is_const_v<Record>, const std::uint8_t, std::uint8_t>;
-    return std::span<byte>(reinterpret_cast<byte*>(&record), sizeof(record));
 }
 
 } // namespace

@@ -109,30 +109,10 @@ const std::map<std::uint32_t, description>& descriptions()
 // What a variable's payload holds when it is read.
 std::vector<field> payload_fields(std::uint32_t id)
 {
-    switch (id) {
-    case HMI_VAR_AVAIL_VAR:
+    if (id == HMI_VAR_AVAIL_VAR)
         return IN_STATE(offered.readable);
-    case HMI_VAR_LINK_INFO:
-        return IN_STATE(kept.link_info);
-    case HMI_VAR_IPV4_CFG:
-        return IN_STATE(kept.ipv4_cfg);
-    case HMI_VAR_SESS_LINK:
-        return IN_STATE(kept.sess_link);
-    case HMI_VAR_SESS_TAG:
-        return IN_STATE(kept.sess_tag);
-    case HMI_VAR_CONN_PORT:
-        return IN_STATE(kept.conn_port);
-    case HMI_VAR_SESS_STAT:
-        return IN_STATE(kept.sess_stat);
-    case HMI_VAR_WOL_CFG:
-        return IN_STATE(kept.wol_cfg);
-    case HMI_VAR_SESS_DISC:
-        return IN_STATE(kept.disconnect_reason);
-    case HMI_VAR_UNICODE:
-        return IN_STATE(kept.unicode);
-    default:
-        return {};
-    }
+    const hmi_variable* const known = find_variable(id);
+    return known != nullptr ? state_fields(offsetof(state, kept) + known->offset, known->size) : std::vector<field>();
 }
 
 std::string named(const std::vector<field>& fields, std::span<const std::uint8_t> record)
@@ -158,8 +138,7 @@ std::string variable_words(const card::exchange& one, const std::string& result)
         text += result;
         return one.end.result >= 0 ? text + named(fields, one.answered.subspan(payload_offset)) : text;
     }
-    // These come as zero.
-    if (id != HMI_VAR_SESS_LINK && id != HMI_VAR_SESS_STAT)
+    if (find_variable(id, KEEP) != nullptr) // the others come as zero
         text += named(payload_fields(id), one.sent.subspan(payload_offset));
     return text + result;
 }

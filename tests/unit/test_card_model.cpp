@@ -163,9 +163,9 @@ bytes variable_record(std::uint8_t id, const bytes& payload = {})
 TEST_F(CardModel, answers_with_each_variable_that_can_be_read)
 {
     const std::map<std::uint8_t, bytes> readable{
-        {HMI_VAR_LINK_INFO, fill(card.kept.link_info, 11)}, {HMI_VAR_IPV4_CFG, fill(card.kept.ipv4_cfg, 12)},
+        {HMI_VAR_LINK_INFO, fill(card.kept.link_info, 11)}, {HMI_VAR_IPV4_CFG, fill(card.kept.ipv4, 12)},
         {HMI_VAR_SESS_LINK, fill(card.kept.sess_link, 13)}, {HMI_VAR_SESS_TAG, fill(card.kept.sess_tag, 14)},
-        {HMI_VAR_CONN_PORT, fill(card.kept.conn_port, 15)}, {HMI_VAR_SESS_STAT, fill(card.kept.sess_stat, 16)},
+        {HMI_VAR_CONN_PORT, fill(card.kept.port, 15)},      {HMI_VAR_SESS_STAT, fill(card.kept.stats, 16)},
         {HMI_VAR_WOL_CFG, fill(card.kept.wol_cfg, 17)},
     };
     for (const auto& [id, payload] : readable) {
@@ -242,7 +242,7 @@ TEST_F(CardModel, writes_a_variable_with_nothing_behind_its_payload)
         EXPECT_EQ(request(HCC_IOCTL_HMI_VAR_SET, variable_record(id, payload)), -EINVAL) << int{id};
     }
     EXPECT_EQ(card.kept.sess_link.flags, HMI_SESS_LINK_CONNECTED);
-    EXPECT_EQ(card.kept.sess_stat.words[0], 101U);
+    EXPECT_EQ(card.kept.stats.words[0], 101U);
 }
 
 TEST_F(CardModel, has_a_session_while_a_client_is_connected)

@@ -94,8 +94,8 @@ TEST(CardState, puts_each_value_where_the_requests_find_it)
         {"context.hoip_enable", "7"},
         {"session.transitions", "9"},
         {"tag.text", "desk 2"},
-        {"addresses", "1 192.0.2.9 0xFFFFFF00"},
-        {"statistics", "5 6"},
+        {"ipv4", "1 192.0.2.9 0xFFFFFF00"},
+        {"stats", "5 6"},
         {"port", "0x1234"},
         {"host_state", "-3"},
         {"display.2", "1280x1024-1280+56/3"},
@@ -115,12 +115,12 @@ TEST(CardState, puts_each_value_where_the_requests_find_it)
     EXPECT_EQ(of.offered.kmp_context.hoip_enable, 7);
     EXPECT_EQ(of.kept.sess_link.trans_cnt, 9);
     EXPECT_STREQ(of.kept.sess_tag.tag, "desk 2");
-    EXPECT_EQ(of.kept.ipv4_cfg.words[1], 0xC0000209U);
-    EXPECT_EQ(of.kept.ipv4_cfg.words[2], 0xFFFFFF00U);
-    EXPECT_EQ(of.kept.ipv4_cfg.words[3], 0U);
-    EXPECT_EQ(of.kept.sess_stat.words[1], 6U);
-    EXPECT_EQ(of.kept.sess_stat.words[24], 0U);
-    EXPECT_EQ(of.kept.conn_port.port, 0x1234U);
+    EXPECT_EQ(of.kept.ipv4.words[1], 0xC0000209U);
+    EXPECT_EQ(of.kept.ipv4.words[2], 0xFFFFFF00U);
+    EXPECT_EQ(of.kept.ipv4.words[3], 0U);
+    EXPECT_EQ(of.kept.stats.words[1], 6U);
+    EXPECT_EQ(of.kept.stats.words[24], 0U);
+    EXPECT_EQ(of.kept.port.port, 0x1234U);
     EXPECT_EQ(of.kept.host_sess_state, -3);
     EXPECT_EQ(of.kept.topology.disp[1].pos_x, -1280);
     EXPECT_EQ(of.kept.topology.disp[1].pos_y, 56);
@@ -210,7 +210,7 @@ TEST(CardProfile, reads_keys_between_comments_blanks_and_empty_lines)
                             "tag.text = a = # b \n"
                             "session = 192.0.2.1\n"
                             "unicode = 7");
-    EXPECT_EQ(given.start.kept.conn_port.port, 2U);
+    EXPECT_EQ(given.start.kept.port.port, 2U);
     EXPECT_STREQ(given.start.kept.sess_tag.tag, "a = # b");
     EXPECT_EQ(given.start.kept.unicode, 7U);
     EXPECT_EQ(given.session, "192.0.2.1");

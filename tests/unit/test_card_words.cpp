@@ -87,13 +87,13 @@ TEST_F(CardWords, tell_each_variable_by_its_name)
     EXPECT_EQ(get(0), "HCC HMI_VAR_GET variable=avail_var -> 0 readable=[\"link_info\",\"ipv4_cfg\",\"sess_link\","
                       "\"sess_tag\",\"conn_port\",\"sess_stat\",\"wol_cfg\",\"sess_disc\"]");
     EXPECT_EQ(get(1), "HCC HMI_VAR_GET variable=link_info -> 0 link_info=[1,1000,2,1500,33554432,7,86400,3]");
-    EXPECT_EQ(get(2), "HCC HMI_VAR_GET variable=ipv4_cfg -> 0 addresses=[1,3221225994,4294967040,3221225985,3221225986,"
+    EXPECT_EQ(get(2), "HCC HMI_VAR_GET variable=ipv4_cfg -> 0 ipv4=[1,3221225994,4294967040,3221225985,3221225986,"
                       "3221225987,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20]");
     EXPECT_EQ(get(3), "HCC HMI_VAR_GET variable=sess_link -> 0 session.flags=1 session.transitions=1 "
                       "session.ip=\"192.0.2.5\"");
     EXPECT_EQ(get(4), "HCC HMI_VAR_GET variable=sess_tag -> 0 tag.flags=0 tag.text=\"desk 1\"");
     EXPECT_EQ(get(5), "HCC HMI_VAR_GET variable=conn_port -> 0 port=5000");
-    EXPECT_EQ(get(6), "HCC HMI_VAR_GET variable=sess_stat -> 0 statistics=[101,102,103,104,105,106,107,108,109,110,111,"
+    EXPECT_EQ(get(6), "HCC HMI_VAR_GET variable=sess_stat -> 0 stats=[101,102,103,104,105,106,107,108,109,110,111,"
                       "112,113,114,115,116,117,118,119,120,121,122,123,124,125]");
     EXPECT_EQ(get(8), "HCC HMI_VAR_GET variable=wol_cfg -> 0 wol.flags=1 wol.mac=\"02:00:00:00:00:01\" "
                       "wol.ip=\"192.0.2.10\"");

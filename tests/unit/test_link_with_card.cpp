@@ -165,9 +165,9 @@ TEST_F(link_with_card, configures_the_driver)
 TEST_F(link_with_card, reads_the_variables_of_network_and_statistics)
 {
     card.kept.link_info = random_record<sVESK_HALDO_HCC_APDU_HMI_VAR_LINK_INFO_STRUCT>();
-    card.kept.ipv4_cfg = random_record<sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT>();
-    card.kept.conn_port = random_record<sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT>();
-    card.kept.sess_stat = random_record<sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT>();
+    card.kept.ipv4 = random_record<sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT>();
+    card.kept.port = random_record<sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT>();
+    card.kept.stats = random_record<sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT>();
     card.kept.local_info = 0x89ABCDEF;
     open_link();
     journal();
@@ -182,9 +182,9 @@ TEST_F(link_with_card, reads_the_variables_of_network_and_statistics)
     EXPECT_EQ(link->sess_stat_get(&sess_stat), 0);
     EXPECT_EQ(link->local_info_get(&local_info), 0);
     EXPECT_EQ(bytes_of(link_info), bytes_of(card.kept.link_info));
-    EXPECT_EQ(bytes_of(ipv4_cfg), bytes_of(card.kept.ipv4_cfg));
-    EXPECT_EQ(bytes_of(conn_port), bytes_of(card.kept.conn_port));
-    EXPECT_EQ(bytes_of(sess_stat), bytes_of(card.kept.sess_stat));
+    EXPECT_EQ(bytes_of(ipv4_cfg), bytes_of(card.kept.ipv4));
+    EXPECT_EQ(bytes_of(conn_port), bytes_of(card.kept.port));
+    EXPECT_EQ(bytes_of(sess_stat), bytes_of(card.kept.stats));
     EXPECT_EQ(local_info, 0x89ABCDEF);
     EXPECT_EQ(journal(), (lines{
                              "HCC 0x7802 HCC_IOCTL_HMI_VAR_GET 01 00 00 00 (+248 zero) -> 0",
