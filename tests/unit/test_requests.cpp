@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 #include <iterator>
+#include <map>
 #include <set>
+#include <string>
 
 struct golden_request {
     std::uint32_t code;
@@ -97,12 +99,15 @@ TEST(request_table, keeps_control_requests_in_0x78_and_driver_requests_in_0x79_b
     }
 }
 
-TEST(results, have_their_values)
+TEST(results, have_their_values_and_names)
 {
+    const std::map<int, std::string> names{
+        {VESK_OK, "VESK_OK"},           {-500, "VESK_FAILED"},          {-501, "VESK_INVALID_ARGUMENT"},
+        {-503, "VESK_NOT_INITIALIZED"}, {-506, "VESK_RATE_NO_CACHING"}, {-507, "VESK_NO_MEMORY"},
+        {-510, "VESK_OPEN_FAILED"},     {-511, "VESK_NOT_SUPPORTED"},   {-519, "VESK_RATE_NOT_ACTIVE"},
+    };
     EXPECT_EQ(VESK_OK, 0);
     EXPECT_EQ(VESK_FAILED, -500);
-    EXPECT_EQ(VESK_INVALID_ARGUMENT, -501);
-    EXPECT_EQ(VESK_NOT_INITIALIZED, -503);
-    EXPECT_EQ(VESK_OPEN_FAILED, -510);
-    EXPECT_EQ(VESK_NOT_SUPPORTED, -511);
+    for (int code = -600; code <= 600; ++code)
+        EXPECT_EQ(vesk_result_name(code), names.contains(code) ? names.at(code) : "unknown") << code;
 }
