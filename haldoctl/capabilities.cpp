@@ -23,7 +23,7 @@ json client(const cVESK_HALDO_LINK& link)
     return all;
 }
 
-json capabilities(context& given)
+json capabilities(invocation& given)
 {
     cVESK_HALDO_LINK& link = given.link();
     if (!link.is_ready())

@@ -9,7 +9,7 @@ namespace haldoctl
 namespace
 {
 
-json check(context& given, const std::string& file, bool is_strict)
+json check(invocation& given, const std::string& file, bool is_strict)
 {
     json findings = json::array();
     int errors = 0;
@@ -19,8 +19,8 @@ json check(context& given, const std::string& file, bool is_strict)
         errors += one.is_error ? 1 : 0;
         *given.text +=
             harmless(file + ":" + std::to_string(one.line) + ": " + (one.key.empty() ? "" : one.key + ": ")) +
-            given.paint(one.is_error ? context::RED : context::YELLOW, severity) + ": " + harmless(sentence(one)) +
-            "\n";
+            given.paint(one.is_error ? invocation::RED : invocation::YELLOW, severity) + ": " +
+            harmless(sentence(one)) + "\n";
         findings.push_back({{"line", one.line},
                             {"key", one.key.empty() ? json() : json(one.key)},
                             {"severity", severity},
@@ -39,7 +39,7 @@ void add_check_config(command_line& line)
     auto file = std::make_shared<std::string>(CONFIG_FILE);
     auto is_strict = std::make_shared<bool>(false);
     CLI::App* const added = line.add(line.root(), "check-config", "Find the mistakes in a configuration file",
-                                     [=](context& given) { return check(given, *file, *is_strict); });
+                                     [=](invocation& given) { return check(given, *file, *is_strict); });
     added->add_option("FILE", *file, "The file to check")->capture_default_str()->type_name("FILE");
     added->add_flag("--strict", *is_strict, "Unknown keys are errors");
 }

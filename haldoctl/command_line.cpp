@@ -181,30 +181,6 @@ std::string usage_sentence(const CLI::App* level, const CLI::ParseError& error)
 
 } // namespace
 
-const char* name_of(int code)
-{
-    switch (code) {
-    case VESK_FAILED:
-        return "VESK_FAILED";
-    case VESK_INVALID_ARGUMENT:
-        return "VESK_INVALID_ARGUMENT";
-    case VESK_NOT_INITIALIZED:
-        return "VESK_NOT_INITIALIZED";
-    case VESK_RATE_NO_CACHING:
-        return "VESK_RATE_NO_CACHING";
-    case VESK_NO_MEMORY:
-        return "VESK_NO_MEMORY";
-    case VESK_OPEN_FAILED:
-        return "VESK_OPEN_FAILED";
-    case VESK_NOT_SUPPORTED:
-        return "VESK_NOT_SUPPORTED";
-    case VESK_RATE_NOT_ACTIVE:
-        return "VESK_RATE_NOT_ACTIVE";
-    default:
-        return "VESK_OK";
-    }
-}
-
 std::string harmless(const std::string& text)
 {
     std::string result;
@@ -283,14 +259,14 @@ CLI::Validator file_name()
 
 // --- What a command gets ---
 
-cVESK_HALDO_LINK& context::link()
+cVESK_HALDO_LINK& invocation::link()
 {
     if (!m_link)
         m_link.emplace();
     return *m_link;
 }
 
-cVESK_HALDO_LINK& context::kmp_link()
+cVESK_HALDO_LINK& invocation::kmp_link()
 {
     if (!m_has_context) {
         link().kmp_pri_ctxt_get();
@@ -301,7 +277,7 @@ cVESK_HALDO_LINK& context::kmp_link()
     return link();
 }
 
-void context::require(int result, const std::string& what)
+void invocation::require(int result, const std::string& what)
 {
     switch (result) {
     case VESK_OK:
@@ -323,12 +299,12 @@ void context::require(int result, const std::string& what)
     }
 }
 
-std::string context::paint(paint_colour in, const std::string& text) const
+std::string invocation::paint(paint_colour in, const std::string& text) const
 {
     return m_is_coloured ? "\x1B[" + std::to_string(in) + "m" + text + "\x1B[0m" : text;
 }
 
-void context::progress(const json& part) const
+void invocation::progress(const json& part) const
 {
     if (m_is_silent)
         return;
@@ -422,7 +398,7 @@ int command_line::execute()
     m_log_level = m_verbosity == 0
                       ? VESK_LOG_OFF
                       : static_cast<int>(std::min<std::int64_t>(VESK_LOG_CRITICAL + m_verbosity, VESK_LOG_DEBUG));
-    context given;
+    invocation given;
     given.m_is_silent = m_json;
     const char* const no_color = std::getenv("NO_COLOR");
     given.m_is_coloured = isatty(results) != 0 && (no_color == nullptr || *no_color == '\0');
@@ -446,7 +422,7 @@ int command_line::print_failure(const failure& failed)
         json error{{"status", failed.status}, {"message", failed.message}};
         if (failed.code != VESK_OK) {
             error["code"] = failed.code;
-            error["name"] = name_of(failed.code);
+            error["name"] = vesk_result_name(failed.code);
         }
         try {
             print_document(m_name, "error", error);

@@ -37,7 +37,8 @@ struct failure {
     int code = VESK_OK; // the link's result, where it is one
 };
 
-class context
+// What a command gets.
+class invocation
 {
 public:
     // The link, constructed at the first call.
@@ -81,7 +82,7 @@ private:
 };
 
 // A command returns its result, an object; or throws a failure.
-using command = std::function<json(context&)>;
+using command = std::function<json(invocation&)>;
 
 class command_line
 {
@@ -143,9 +144,6 @@ sigset_t block_interrupts();
 
 // Why a node cannot be opened, as errno says it, or 0.
 int node_error(const char* path);
-
-// The name of a result of the link.
-const char* name_of(int code);
 
 // A text that cannot steer the terminal: what comes from a card, a file or a command line, its control characters as
 // \xNN.

@@ -203,7 +203,7 @@ std::string fish(const std::vector<level>& all)
     return text;
 }
 
-json completions(context& given, const CLI::App& root, const std::string& shell)
+json completions(invocation& given, const CLI::App& root, const std::string& shell)
 {
     std::vector<level> all;
     collect_levels(root, "", all);
@@ -217,7 +217,7 @@ void add_completions(command_line& line)
 {
     auto shell = std::make_shared<std::string>();
     line.add(line.root(), "completions", "Print what a shell needs to complete command lines",
-             [=, &line](context& given) { return completions(given, line.root(), *shell); })
+             [=, &line](invocation& given) { return completions(given, line.root(), *shell); })
         ->add_option("SHELL", *shell, "The shell")
         ->required()
         ->check(CLI::IsMember({"bash", "zsh", "fish"}));

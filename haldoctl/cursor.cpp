@@ -18,19 +18,19 @@ unsigned int time_stamp_now()
     return static_cast<unsigned int>(now.tv_sec * 1000 + now.tv_nsec / 1'000'000);
 }
 
-json switch_on(context& given)
+json switch_on(invocation& given)
 {
     given.require(given.kmp_link().lcur_lkbd_enable(), "the local cursor and keyboard");
     return {{"local_cursor", true}};
 }
 
-json switch_off(context& given)
+json switch_off(invocation& given)
 {
     given.require(given.kmp_link().lcur_lkbd_disable(), "the local cursor and keyboard");
     return {{"local_cursor", false}};
 }
 
-json set_visible(context& given, bool visible, std::optional<unsigned int> time_stamp)
+json set_visible(invocation& given, bool visible, std::optional<unsigned int> time_stamp)
 {
     const unsigned int stamp = time_stamp.value_or(time_stamp_now());
     given.require(given.link().lcur_pointer_visibility_set(stamp, visible ? 1 : 0),
@@ -38,39 +38,39 @@ json set_visible(context& given, bool visible, std::optional<unsigned int> time_
     return {{"visible", visible}, {"time_stamp", stamp}};
 }
 
-json move(context& given, unsigned short x, unsigned short y, std::optional<unsigned int> time_stamp)
+json move(invocation& given, unsigned short x, unsigned short y, std::optional<unsigned int> time_stamp)
 {
     const unsigned int stamp = time_stamp.value_or(time_stamp_now());
     given.require(given.link().lcur_pointer_location_set(stamp, x, y), "to move the pointer");
     return {{"x", x}, {"y", y}, {"time_stamp", stamp}};
 }
 
-json move_if_new(context& given, unsigned short x, unsigned short y)
+json move_if_new(invocation& given, unsigned short x, unsigned short y)
 {
     given.require(given.link().lcur_pointer_location_set_if_new(x, y), "to move the pointer");
     return {{"x", x}, {"y", y}, {"time_stamp", nullptr}};
 }
 
-json get_speed(context& given)
+json get_speed(invocation& given)
 {
     unsigned int speed = 0;
     given.require(given.kmp_link().lcur_spd_get(&speed), "the speed of the local cursor");
     return {{"speed", speed}};
 }
 
-json set_speed(context& given, unsigned int speed)
+json set_speed(invocation& given, unsigned int speed)
 {
     given.require(given.kmp_link().lcur_spd_set(speed), "to set the speed of the local cursor");
     return {{"speed", speed}};
 }
 
-json set_idle_hide(context& given, unsigned int value)
+json set_idle_hide(invocation& given, unsigned int value)
 {
     given.require(given.kmp_link().lcur_idle_hide_set(value), "to hide an idle local cursor");
     return {{"idle_hide", value}};
 }
 
-json show_slot(context& given, unsigned int slot)
+json show_slot(invocation& given, unsigned int slot)
 {
     const int result = given.kmp_link().lcur_change_shape_send(static_cast<unsigned char>(slot));
     // The context has fewer slots.
@@ -88,7 +88,7 @@ struct shape_options {
     unsigned int arg2 = 0;
 };
 
-json send_shape(context& given, const std::string& file, const shape& sent, const shape_options& options)
+json send_shape(invocation& given, const std::string& file, const shape& sent, const shape_options& options)
 {
     cVESK_HALDO_LINK& link = given.kmp_link();
     const auto arg1 = static_cast<std::uint8_t>(options.arg1);
@@ -113,7 +113,7 @@ json send_shape(context& given, const std::string& file, const shape& sent, cons
 }
 
 // All files are read before the first shape is shown.
-json show_shapes(context& given, const shape_options& options)
+json show_shapes(invocation& given, const shape_options& options)
 {
     const shape_kind kind = options.color        ? shape_kind::COLOR
                             : options.monochrome ? shape_kind::MONOCHROME
@@ -142,14 +142,14 @@ void add_cursor(command_line& line)
             ->transform(number<unsigned int>());
     };
     add_time_stamp(line.add(cursor, "show", "Show the pointer",
-                            [=](context& given) { return set_visible(given, true, *time_stamp); }));
+                            [=](invocation& given) { return set_visible(given, true, *time_stamp); }));
     add_time_stamp(line.add(cursor, "hide", "Hide the pointer",
-                            [=](context& given) { return set_visible(given, false, *time_stamp); }));
+                            [=](invocation& given) { return set_visible(given, false, *time_stamp); }));
 
     auto x = std::make_shared<unsigned short>();
     auto y = std::make_shared<unsigned short>();
     auto if_new = std::make_shared<bool>(false);
-    CLI::App* const moved = line.add(cursor, "move", "Move the pointer", [=](context& given) {
+    CLI::App* const moved = line.add(cursor, "move", "Move the pointer", [=](invocation& given) {
         return *if_new ? move_if_new(given, *x, *y) : move(given, *x, *y, *time_stamp);
     });
     moved->add_option("X", *x, "px")->required()->transform(number<unsigned short>());
@@ -161,24 +161,24 @@ void add_cursor(command_line& line)
     CLI::App& speed = line.add_group(cursor, "speed", "The speed of the local cursor");
     line.add(speed, "get", "Show it", get_speed);
     auto value = std::make_shared<unsigned int>();
-    line.add(speed, "set", "Set it", [=](context& given) { return set_speed(given, *value); })
+    line.add(speed, "set", "Set it", [=](invocation& given) { return set_speed(given, *value); })
         ->add_option("SPEED", *value, "The speed")
         ->required()
         ->transform(number(KMP_CUR_SPD_MIN, KMP_CUR_SPD_MAX));
     line.add(cursor, "idle-hide", "Set how an idle local cursor is hidden",
-             [=](context& given) { return set_idle_hide(given, *value); })
+             [=](invocation& given) { return set_idle_hide(given, *value); })
         ->add_option("VALUE", *value, "The driver's to interpret")
         ->required()
         ->transform(number<unsigned int>());
     line.add(cursor, "slot", "Show the shape in a slot of the client's cache",
-             [=](context& given) { return show_slot(given, *value); })
+             [=](invocation& given) { return show_slot(given, *value); })
         ->add_option("SLOT", *value, "The slot")
         ->required()
         ->transform(number<unsigned char>());
 
     auto options = std::make_shared<shape_options>();
     CLI::App* const shown = line.add(cursor, "shape", "Show PNG files as cursor shapes, one after the other",
-                                     [=](context& given) { return show_shapes(given, *options); });
+                                     [=](invocation& given) { return show_shapes(given, *options); });
     shown->add_option("FILE", options->files, "PNG file of at most 255 by 255 px")->required();
     CLI::Option* const color =
         shown->add_flag("--color", options->color, "As COLOR: with an AND plane and colours of 32 bits")

@@ -143,7 +143,7 @@ void look_at_user(findings& all, const known<configuration>& config)
              "Run it as root and look at what it prints; the agent cannot open the display without"});
 }
 
-json doctor(context& given)
+json doctor(invocation& given)
 {
     findings all;
     const known<configuration> config = read_configuration();
@@ -165,8 +165,8 @@ json doctor(context& given)
     std::string text;
     for (const auto& [issue, remedy] : all) {
         pairs.push_back({{"issue", issue}, {"remedy", remedy}});
-        text += given.paint(context::RED, "issue") + "   " + harmless(issue) + "\n" +
-                given.paint(context::GREEN, "remedy") + "  " + harmless(remedy) + "\n";
+        text += given.paint(invocation::RED, "issue") + "   " + harmless(issue) + "\n" +
+                given.paint(invocation::GREEN, "remedy") + "  " + harmless(remedy) + "\n";
     }
     given.text = text.empty() ? "nothing stands in the way\n" : text;
     given.status = all.empty() ? DONE : REFUSED;

@@ -7,20 +7,20 @@ namespace haldoctl
 namespace
 {
 
-json show_requested(context& given)
+json show_requested(invocation& given)
 {
     sVESK_HALDO_LINK_IMG_USER_CFG_STRUCT cfg{};
     given.require(given.link().img_user_cfg_req_get(&cfg), "the imaging preference");
     return {{"qual", cfg.qual}, {"b2l", cfg.b2l}};
 }
 
-json set_preference(context& given, unsigned int preference)
+json set_preference(invocation& given, unsigned int preference)
 {
     given.require(given.link().img_user_cfg_set(preference), "to set the imaging preference");
     return {{"preference", preference}};
 }
 
-json cache_preference(context& given, unsigned int preference)
+json cache_preference(invocation& given, unsigned int preference)
 {
     given.require(given.link().img_user_cfg_cache_set(preference), "to set the cached imaging preference");
     return {{"cached_preference", preference}};
@@ -34,9 +34,9 @@ void add_imaging(command_line& line)
     line.add(imaging, "show", "What the client requested", show_requested);
     auto preference = std::make_shared<unsigned int>();
     for (CLI::App* const setting : {line.add(imaging, "set", "Set it for the running session",
-                                             [=](context& given) { return set_preference(given, *preference); }),
+                                             [=](invocation& given) { return set_preference(given, *preference); }),
                                     line.add(imaging, "cache", "Set it for sessions to come",
-                                             [=](context& given) { return cache_preference(given, *preference); })})
+                                             [=](invocation& given) { return cache_preference(given, *preference); })})
         setting->add_option("PREFERENCE", *preference, "The preference")
             ->required()
             ->transform(number(0, IMG_USER_CFG_MAX));

@@ -8,7 +8,7 @@ namespace
 {
 
 // The driver closes a path whose node is closed, so that one which is to stay open is held.
-json open_path(context& given, bool holds)
+json open_path(invocation& given, bool holds)
 {
     cVESK_HALDO_LINK& link = given.link();
     link.start();
@@ -24,13 +24,13 @@ json open_path(context& given, bool holds)
     return {{"open", !holds}};
 }
 
-json close_path(context& given)
+json close_path(invocation& given)
 {
     given.require(given.link().hdc_close(), "to close the KMP path");
     return {{"open", false}};
 }
 
-json show_context(context& given)
+json show_context(invocation& given)
 {
     const sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT& agreed = *given.kmp_link().kmp_context();
     json all;
@@ -40,7 +40,7 @@ json show_context(context& given)
     return all;
 }
 
-json show_status(context& given)
+json show_status(invocation& given)
 {
     unsigned int feature = 0, status = 0, count = 0, hid_devices = 0, tablet_activate_ack = 0;
     given.require(given.link().lcur_lkbd_dev_feat_stat_get(&feature), "the status of local cursor and keyboard");
@@ -56,7 +56,7 @@ json show_status(context& given)
 
 using choices = std::vector<std::string>; // their settings are 0 and 1
 
-json set_driver_mode(context& given, std::uint32_t type, const std::string& name, const choices& words,
+json set_driver_mode(invocation& given, std::uint32_t type, const std::string& name, const choices& words,
                      const std::string& word)
 {
     sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT cfg{type, word == words[1] ? 1 : 0};
@@ -68,32 +68,33 @@ void add_driver_mode(command_line& line, CLI::App& group, const std::string& nam
                      eVESK_HALDO_HDC_KMP_DRIVER_CFG_TYPE type, const choices& words)
 {
     auto word = std::make_shared<std::string>();
-    line.add(group, name, description, [=](context& given) { return set_driver_mode(given, type, name, words, *word); })
+    line.add(group, name, description,
+             [=](invocation& given) { return set_driver_mode(given, type, name, words, *word); })
         ->add_option("MODE", *word)
         ->required()
         ->check(CLI::IsMember(words));
 }
 
-json repeat_get(context& given)
+json repeat_get(invocation& given)
 {
     unsigned short delay = 0, interval = 0;
     given.require(given.kmp_link().lkbd_repeat_rates_get(&delay, &interval), "the keyboard's repeat rates");
     return {{"delay", delay}, {"interval", interval}};
 }
 
-json repeat_set(context& given, unsigned short delay, unsigned short interval)
+json repeat_set(invocation& given, unsigned short delay, unsigned short interval)
 {
     given.require(given.link().lkbd_repeat_rates_set(delay, interval), "to set the keyboard's repeat rates");
     return {{"delay", delay}, {"interval", interval}};
 }
 
-json process_new_tablets(context& given)
+json process_new_tablets(invocation& given)
 {
     given.require(given.link().proc_new_hoip_tablets(), "to process new tablets");
     return {{"process_new", true}};
 }
 
-json host_ready(context& given)
+json host_ready(invocation& given)
 {
     given.require(given.link().send_hoip_host_ready(), "to tell the client that the host is ready");
     return {{"host_ready", true}};
@@ -106,7 +107,7 @@ void add_kmp(command_line& line)
     CLI::App& kmp = line.add_group(line.root(), "kmp", "Keyboard, mouse and pointer");
     auto holds = std::make_shared<bool>(false);
     line.add(kmp, "open", "Open the path; the driver may close it when the command ends",
-             [=](context& given) { return open_path(given, *holds); })
+             [=](invocation& given) { return open_path(given, *holds); })
         ->add_flag("--hold", *holds, "Hold it open until interrupted, and close it then")
         ->disable_flag_override();
     line.add(kmp, "close", "Close the path", close_path);
@@ -124,7 +125,7 @@ void add_kmp(command_line& line)
     auto delay = std::make_shared<unsigned short>();
     auto interval = std::make_shared<unsigned short>();
     CLI::App* const setting =
-        line.add(repeat, "set", "Set them", [=](context& given) { return repeat_set(given, *delay, *interval); });
+        line.add(repeat, "set", "Set them", [=](invocation& given) { return repeat_set(given, *delay, *interval); });
     setting->add_option("DELAY", *delay, "In the driver's units")->required()->transform(number<unsigned short>());
     setting->add_option("INTERVAL", *interval, "In the driver's units")
         ->required()

@@ -28,7 +28,7 @@ void add(json& to, const json& value, const json& labels = json::object())
 }
 
 // What could not be asked has no sample.
-json measured(context& given)
+json measured(invocation& given)
 {
     json nodes = family("haldo_node_open", "gauge", "Whether the device node can be opened.");
     for (const char* path : {VESK_NODE_PATH_HCC, VESK_NODE_PATH_HDC})
@@ -124,7 +124,7 @@ void replace_file(const std::string& path, const std::string& text)
     }
 }
 
-json metrics(context& given, const std::string& output)
+json metrics(invocation& given, const std::string& output)
 {
     const json families = measured(given);
     given.text = exposition(families);
@@ -141,7 +141,7 @@ void add_metrics(command_line& line)
 {
     auto output = std::make_shared<std::string>();
     line.add(line.root(), "metrics", "Card, session, daemon and agent in OpenMetrics text",
-             [=](context& given) { return metrics(given, *output); })
+             [=](invocation& given) { return metrics(given, *output); })
         ->add_option("--output", *output, "Replace this file, in one step, instead of printing")
         ->type_name("FILE")
         ->transform(file_name());

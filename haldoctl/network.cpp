@@ -9,7 +9,7 @@ namespace
 
 using wol_record = sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT;
 
-json net(context& given)
+json net(invocation& given)
 {
     sVESK_HALDO_HCC_APDU_HMI_VAR_LINK_INFO_STRUCT link_info{};
     sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT ipv4_cfg{};
@@ -24,21 +24,21 @@ json net(context& given)
             {"ipv4_cfg", cfg_result == VESK_OK ? json(ipv4_cfg.words) : json()}};
 }
 
-json port(context& given)
+json port(invocation& given)
 {
     sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT conn_port{};
     given.require(given.link().conn_port_get(&conn_port), "the port of the connection");
     return {{"port", conn_port.port}};
 }
 
-json show_stats(context& given)
+json show_stats(invocation& given)
 {
     sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT sess_stat{};
     given.require(given.link().sess_stat_get(&sess_stat), "the session's statistics");
     return {{"words", sess_stat.words}};
 }
 
-json reset_stats(context& given)
+json reset_stats(invocation& given)
 {
     given.require(given.link().sess_stat_reset(), "to reset the session's statistics");
     return {{"reset", true}};
@@ -49,14 +49,14 @@ json described(const wol_record& cfg)
     return {{"mac", text_of(cfg.mac)}, {"ip", text_of(cfg.ip)}, {"flags", cfg.flags}};
 }
 
-void require_wol(context& given, int result, const std::string& what)
+void require_wol(invocation& given, int result, const std::string& what)
 {
     if (result == VESK_NOT_SUPPORTED && given.link().is_sess_view_brokered() != 0)
         throw failure{NOT_OFFERED, "a brokered session does not offer " + what, result};
     given.require(result, what);
 }
 
-wol_record read_wol(context& given)
+wol_record read_wol(invocation& given)
 {
     wol_record cfg{};
     require_wol(given, given.link().wol_cfg_get(&cfg), "the wake-on-LAN configuration");
@@ -64,7 +64,7 @@ wol_record read_wol(context& given)
 }
 
 // What is not given stays as it is.
-json set_wol(context& given, const std::optional<std::string>& mac, const std::optional<std::string>& ip,
+json set_wol(invocation& given, const std::optional<std::string>& mac, const std::optional<std::string>& ip,
              std::optional<unsigned int> flags)
 {
     if (!mac && !ip && !flags)
@@ -80,13 +80,13 @@ json set_wol(context& given, const std::optional<std::string>& mac, const std::o
     return described(cfg);
 }
 
-json set_unicode(context& given, unsigned int mode)
+json set_unicode(invocation& given, unsigned int mode)
 {
     given.require(given.link().unicode_set(mode), "to switch the Unicode mode");
     return {{"unicode", mode}};
 }
 
-json local_info(context& given)
+json local_info(invocation& given)
 {
     unsigned int word = 0;
     given.require(given.link().local_info_get(&word), "the local information");
@@ -105,19 +105,19 @@ void add_network(command_line& line)
     line.add(stats, "reset", "Set them to zero", reset_stats);
 
     CLI::App& wol = line.add_group(line.root(), "wol", "The wake-on-LAN configuration");
-    line.add(wol, "show", "Show it", [](context& given) { return described(read_wol(given)); });
+    line.add(wol, "show", "Show it", [](invocation& given) { return described(read_wol(given)); });
     auto mac = std::make_shared<std::optional<std::string>>();
     auto ip = std::make_shared<std::optional<std::string>>();
     auto flags = std::make_shared<std::optional<unsigned int>>();
     CLI::App* const setting = line.add(wol, "set", "Change what is given of it",
-                                       [=](context& given) { return set_wol(given, *mac, *ip, *flags); });
+                                       [=](invocation& given) { return set_wol(given, *mac, *ip, *flags); });
     setting->add_option("--mac", *mac, "The MAC address")->transform(text_up_to(sizeof(wol_record::mac)));
     setting->add_option("--ip", *ip, "The IPv4 address")->transform(text_up_to(sizeof(wol_record::ip)));
     setting->add_option("--flags", *flags, "The flags, the firmware's")->transform(number<std::uint8_t>());
 
     auto mode = std::make_shared<unsigned int>();
     line.add(line.root(), "unicode", "Switch the card's Unicode mode",
-             [=](context& given) { return set_unicode(given, *mode); })
+             [=](invocation& given) { return set_unicode(given, *mode); })
         ->add_option("MODE", *mode, "Sent as it is; 0: off")
         ->required()
         ->transform(number<unsigned int>());

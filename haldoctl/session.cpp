@@ -18,7 +18,7 @@ json described(const sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT& state)
             {"flags", state.flags}};
 }
 
-json show(context& given)
+json show(invocation& given)
 {
     sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT state{};
     given.require(given.link().sess_link_get(&state), "the state of the session");
@@ -26,7 +26,7 @@ json show(context& given)
 }
 
 // Between two looks it sleeps; SIGINT and SIGTERM end it, once a request that is under way has been answered.
-json watch(context& given, double period_s, unsigned int count)
+json watch(invocation& given, double period_s, unsigned int count)
 {
     const sigset_t interrupts = block_interrupts();
     const auto whole_s = static_cast<std::time_t>(period_s);
@@ -65,7 +65,7 @@ CLI::Validator seconds(double min, double max)
     return {check, limits.str(), "seconds"};
 }
 
-json disconnect(context& given, unsigned int reason)
+json disconnect(invocation& given, unsigned int reason)
 {
     given.require(given.link().sess_link_disc(reason), "to end the session");
     // The firmware that takes no reason has got none.
@@ -73,14 +73,14 @@ json disconnect(context& given, unsigned int reason)
     return {{"disconnected", true}, {"reason", is_told ? json(reason) : json()}};
 }
 
-json host_state_get(context& given)
+json host_state_get(invocation& given)
 {
     auto state = HMI_HOST_SESSION_STATE_FIRST;
     given.require(given.link().host_sess_state_get(&state), "the state of the host's session");
     return {{"host_state", static_cast<int>(state)}};
 }
 
-json host_state_set(context& given, unsigned int state)
+json host_state_set(invocation& given, unsigned int state)
 {
     given.require(given.link().host_sess_state_set(static_cast<eVESK_HALDO_HMI_HOST_SESSION_STATE>(state)),
                   "to set the state of the host's session");
@@ -97,7 +97,7 @@ void add_session(command_line& line)
     auto period_s = std::make_shared<double>(1);
     auto count = std::make_shared<unsigned int>(0);
     CLI::App* const watched = line.add(session, "watch", "Print each change of the session until interrupted",
-                                       [=](context& given) { return watch(given, *period_s, *count); });
+                                       [=](invocation& given) { return watch(given, *period_s, *count); });
     watched->add_option("--period", *period_s, "Seconds between two looks")
         ->transform(seconds(0.01, 3600))
         ->capture_default_str();
@@ -105,7 +105,7 @@ void add_session(command_line& line)
         ->transform(number(1, UINT32_MAX));
 
     auto reason = std::make_shared<unsigned int>(0);
-    line.add(session, "disconnect", "End the session", [=](context& given) { return disconnect(given, *reason); })
+    line.add(session, "disconnect", "End the session", [=](invocation& given) { return disconnect(given, *reason); })
         ->add_option("--reason", *reason, "The reason that the client is told, where the firmware takes one")
         ->transform(number<unsigned int>())
         ->capture_default_str();
@@ -113,7 +113,7 @@ void add_session(command_line& line)
     CLI::App& host_state = line.add_group(session, "host-state", "The state of the host's session");
     line.add(host_state, "get", "Show what the driver keeps", host_state_get);
     auto state = std::make_shared<unsigned int>();
-    line.add(host_state, "set", "Tell the driver", [=](context& given) { return host_state_set(given, *state); })
+    line.add(host_state, "set", "Tell the driver", [=](invocation& given) { return host_state_set(given, *state); })
         ->add_option("STATE", *state, "What it means is the firmware's")
         ->required()
         ->transform(number(0, HMI_HOST_SESSION_STATE_LAST));

@@ -84,7 +84,7 @@ try {
     return unknown(failed.message);
 }
 
-fact session(context& given)
+fact session(invocation& given)
 {
     sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT state{};
     given.require(given.link().sess_link_get(&state), "the state of the session");
@@ -94,7 +94,7 @@ fact session(context& given)
             (connected ? "connected to " + peer : "not connected") + ", transition " + std::to_string(state.trans_cnt)};
 }
 
-fact tag(context& given)
+fact tag(invocation& given)
 {
     sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT record{};
     given.require(given.link().sess_tag_get(&record), "the session tag");
@@ -116,7 +116,7 @@ fact in_words(const std::vector<offer>& offers)
     return {value, words.empty() ? "nothing" : words};
 }
 
-fact firmware(context& given)
+fact firmware(invocation& given)
 {
     if (given.link().is_ready())
         return in_words(firmware_offers(given.link()));
@@ -124,7 +124,7 @@ fact firmware(context& given)
     return {};
 }
 
-fact cursors(context& given)
+fact cursors(invocation& given)
 {
     given.kmp_link();
     const sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT& agreed = *given.link().kmp_context();
@@ -139,7 +139,7 @@ fact cursors(context& given)
                 std::to_string(agreed.cur_shape_cache_size) + " bytes"};
 }
 
-void add_card(screen& all, context& given)
+void add_card(screen& all, invocation& given)
 {
     all.begin("card", "Card");
     all.add("control_node", VESK_NODE_PATH_HCC, described_node(VESK_NODE_PATH_HCC));
@@ -243,7 +243,7 @@ void add_daemon(screen& all)
         all.add("no_agent_because", "No agent because", why_no_agent(config, daemon, user));
 }
 
-json status(context& given)
+json status(invocation& given)
 {
     screen all(given.columns);
     add_card(all, given);

@@ -14,7 +14,7 @@ json described(const tag_record& tag)
     return {{"tag", text_of(tag.tag)}, {"brokered", (tag.flags & HMI_SESS_TAG_BROKERED) != 0}, {"flags", tag.flags}};
 }
 
-tag_record read_tag(context& given)
+tag_record read_tag(invocation& given)
 {
     tag_record tag{};
     given.require(given.link().sess_tag_get(&tag), "the session tag");
@@ -22,7 +22,7 @@ tag_record read_tag(context& given)
 }
 
 // What is not given stays as it is.
-json set_tag(context& given, const std::optional<std::string>& text, std::optional<unsigned int> flags)
+json set_tag(invocation& given, const std::optional<std::string>& text, std::optional<unsigned int> flags)
 {
     if (!text && !flags)
         throw failure{USAGE, "'haldoctl tag set' needs TAG or --flags"};
@@ -40,12 +40,12 @@ json set_tag(context& given, const std::optional<std::string>& text, std::option
 void add_tag(command_line& line)
 {
     CLI::App& tag = line.add_group(line.root(), "tag", "The session tag");
-    line.add(tag, "get", "Show it", [](context& given) { return described(read_tag(given)); });
+    line.add(tag, "get", "Show it", [](invocation& given) { return described(read_tag(given)); });
 
     auto text = std::make_shared<std::optional<std::string>>();
     auto flags = std::make_shared<std::optional<unsigned int>>();
     CLI::App* const setting = line.add(tag, "set", "Change what is given of it",
-                                       [=](context& given) { return set_tag(given, *text, *flags); });
+                                       [=](invocation& given) { return set_tag(given, *text, *flags); });
     setting->add_option("TAG", *text, "The text")->transform(text_up_to(sizeof(tag_record::tag)));
     setting->add_option("--flags", *flags, "The flags; bit 0: the view is brokered")->transform(number<std::uint8_t>());
 }

@@ -56,7 +56,7 @@ struct head {
     unsigned int reserved = 0;
 };
 
-json show(context& given, const head& words, const std::string& svg_path)
+json show(invocation& given, const head& words, const std::string& svg_path)
 {
     sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT topology{words.message, words.reserved, {}};
     given.require(given.link().disp_topology_get(&topology), "the display layout");
@@ -69,7 +69,7 @@ json show(context& given, const head& words, const std::string& svg_path)
     return result;
 }
 
-json async(context& given)
+json async(invocation& given)
 {
     sVESK_HALDO_LINK_DISP_TOPO_STRUCT topology{};
     unsigned int word = 0;
@@ -77,7 +77,7 @@ json async(context& given)
     return {{"word", word}, {"displays", described(used(topology.disp))}};
 }
 
-json cached(context& given)
+json cached(invocation& given)
 {
     sVESK_HALDO_LINK_CACHE_DISP_TOPO topology{};
     const int result = given.link().cache_disp_topology_get(&topology);
@@ -96,7 +96,7 @@ json cached(context& given)
                           {"name", text_of(monitor.name)}};
         displays.push_back(one);
     }
-    return {{"rates", name_of(result)},
+    return {{"rates", vesk_result_name(result)},
             {"num_disp", topology.num_disp},
             {"primary", topology.primary},
             {"displays", displays}};
@@ -159,7 +159,7 @@ template <auto parse> CLI::Validator form(const std::string& description)
     return {check, "", "form"};
 }
 
-json send(context& given, const std::vector<std::string>& words, const std::string& primary, int twinview)
+json send(invocation& given, const std::vector<std::string>& words, const std::string& primary, int twinview)
 {
     if (words.size() > VESK_DISPLAY_COUNT)
         throw failure{USAGE, "'" + words[VESK_DISPLAY_COUNT] + "' is one word too many for 'haldoctl topology send'"};
@@ -196,7 +196,7 @@ void add_topology(command_line& line)
     auto words = std::make_shared<head>();
     auto svg_path = std::make_shared<std::string>();
     CLI::App* const shown = line.add(topology, "show", "Show and draw the firmware's layout",
-                                     [=](context& given) { return show(given, *words, *svg_path); });
+                                     [=](invocation& given) { return show(given, *words, *svg_path); });
     shown->add_option("--svg", *svg_path, "Draw it into this file, too")->type_name("FILE")->transform(file_name());
     shown->add_option("--message", words->message, "The first word of the request")->transform(number<unsigned int>());
     shown->add_option("--reserved", words->reserved, "Its second word")->transform(number<unsigned int>());
@@ -208,7 +208,7 @@ void add_topology(command_line& line)
     auto primary = std::make_shared<std::string>();
     auto twinview = std::make_shared<int>(0);
     CLI::App* const sent = line.add(topology, "send", "Tell firmware and driver the host's layout",
-                                    [=](context& given) { return send(given, *displays, *primary, *twinview); });
+                                    [=](invocation& given) { return send(given, *displays, *primary, *twinview); });
     sent->add_option("DISPLAY", *displays,
                      "At most 4: WIDTHxHEIGHT+X+Y, with :ROTATION; or - for an entry without a display")
         ->required()
