@@ -440,7 +440,7 @@ int plain_hdc_open(struct plain_link* link)
 }
 
 /* The product's: the one line at level 3 costs both sides the same. */
-extern int32_t m_log_level;
+extern int32_t m_log_level __asm__("_ZN8vesk_log11m_log_levelE");
 void log_line(int level, const char* function, const char* format,
               ...) __asm__("_Z13vesk_log_line15eVESK_LOG_LEVELPKcS1_z");
 

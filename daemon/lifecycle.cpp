@@ -1,9 +1,11 @@
 #include "lifecycle.h"
 
 #include "cursor_policy.h"
+#include "daemon_paths.h"
 #include "exit_lock.h"
 #include "haldo_build_id.h"
 #include "haldo_version.h"
+#include "log_file.h"
 #include "vesk_log.h"
 
 #include <cerrno>
@@ -27,8 +29,6 @@ void prepare_standard_streams()
         if (fcntl(fd, F_GETFD) == -1)
             open("/dev/null", O_RDWR); // gives the lowest free one, which is this one
     }
-    static char line[400];
-    std::setvbuf(stdout, line, _IOLBF, sizeof(line));
     __fsetlocking(stdout, FSETLOCKING_BYCALLER);
 }
 

@@ -1,6 +1,8 @@
 #include "supervision.h"
 
+#include "daemon_paths.h"
 #include "lifecycle.h"
+#include "log_file.h"
 #include "vesk_log.h"
 
 #include <climits>

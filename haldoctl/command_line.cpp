@@ -54,20 +54,18 @@ namespace
 
 constexpr int SCHEMA_VERSION = 1;
 
-// Results go where standard output led when the program started, which may be nowhere; standard output itself leads to
-// standard error, since that is where the link writes its log.
-int results = -1;
-
-void part_results_from_log()
+// No device node takes the place of a closed stream, and what is written to one fails as before.
+void occupy_closed_streams()
 {
-    const bool has_output = fcntl(STDOUT_FILENO, F_GETFD) >= 0;
-    // No device node takes the place of a closed stream.
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (fcntl(stream, F_GETFD) < 0)
-            open("/dev/null", O_RDWR);
-    if (has_output)
-        results = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    dup2(STDERR_FILENO, STDOUT_FILENO);
+            open("/dev/null", O_RDONLY);
+}
+
+// Results alone go to standard output.
+void log_to_standard_error(eVESK_LOG_LEVEL level, const char* function, const char* text)
+{
+    vesk_log_print(stderr, level, function, text);
 }
 
 std::string printed(const json& value)
@@ -91,7 +89,7 @@ void print(const std::string& output)
 {
     std::size_t written = 0;
     while (written < output.size()) {
-        const ssize_t length = write(results, output.data() + written, output.size() - written);
+        const ssize_t length = write(STDOUT_FILENO, output.data() + written, output.size() - written);
         if (length < 0 && errno != EINTR)
             throw failure{REFUSED, std::string("standard output: ") + std::strerror(errno)};
         written += length > 0 ? static_cast<std::size_t>(length) : 0;
@@ -362,7 +360,8 @@ CLI::App& command_line::add_group(CLI::App& parent, const std::string& name, con
 
 int command_line::run(int argc, char** argv)
 {
-    part_results_from_log();
+    occupy_closed_streams();
+    vesk_log_set_writer(log_to_standard_error);
     try {
         if (const auto help = parse(argc, argv); help) {
             print(*help);
@@ -401,9 +400,9 @@ int command_line::execute()
     invocation given;
     given.m_is_silent = m_json;
     const char* const no_color = std::getenv("NO_COLOR");
-    given.m_is_coloured = isatty(results) != 0 && (no_color == nullptr || *no_color == '\0');
+    given.m_is_coloured = isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
     winsize size{};
-    if (::ioctl(results, TIOCGWINSZ, &size) == 0 && size.ws_col != 0)
+    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0)
         given.columns = size.ws_col;
     const json result = m_command(given);
     if (m_json)

@@ -1,6 +1,7 @@
 #include "daemon_state.h"
 
 #include "command_line.h"
+#include "daemon_paths.h"
 #include "host_commands.h"
 #include "lifecycle.h"
 #include "vesk_log.h"

@@ -32,20 +32,37 @@ cmake_minimum_required(VERSION 3.25)
 project(consumer LANGUAGES CXX)
 set(CMAKE_CXX_STANDARD 20)
 find_package(haldohostswd REQUIRED CONFIG)
-add_executable(consumer main.cpp)
+add_executable(consumer main.cpp names.cpp)
 target_link_libraries(consumer haldo::haldo_link)
 END
 cat >"$consumer/main.cpp" <<'END'
 #include <vesk_haldo_link.h>
 #include <vesk_log.h>
 
+int count_of_names();
+static int taken = 0;
+
 int main()
 {
-    m_log_level = VESK_LOG_OFF;
+    vesk_log_set_writer([](eVESK_LOG_LEVEL, const char*, const char*) { ++taken; });
     cVESK_HALDO_LINK link;
-    return link.sess_link_get_avail() == VESK_NOT_SUPPORTED ? 0 : 1;
+    m_log_level = VESK_LOG_OFF;
+    if (link.sess_link_get_avail() != VESK_NOT_SUPPORTED)
+        return 1;
+    return taken != 0 && count_of_names() == 3 ? 0 : 2;
 }
+END
+cat >"$consumer/names.cpp" <<'END'
+// What a program may call its own.
+int m_log_level = 1;
+int filesize(const char*) { return 1; }
+int init_logging(int) { return 1; }
+int count_of_names() { return m_log_level + filesize("") + init_logging(0); }
 END
 cmake -S "$consumer" -B "$consumer/build" -G Ninja -DCMAKE_PREFIX_PATH="$PWD/${root#"$PWD/"}/usr"
 cmake --build "$consumer/build"
-"$consumer/build/consumer" || fail "the consumer found a card where there is none"
+status=0
+said=$("$consumer/build/consumer") || status=$?
+[ $status -ne 1 ] || fail "the consumer found a card where there is none"
+[ $status -eq 0 ] || fail "the consumer's names or the library's messages are not its own"
+[ -z "$said" ] || fail "the library printed what the consumer's writer takes: $said"

@@ -5,28 +5,12 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-std::int32_t m_log_level = VESK_LOG_INFO;
+std::int32_t vesk_log::m_log_level = VESK_LOG_INFO;
 
 static constexpr std::size_t LINE_SIZE = 400;
-static constexpr std::size_t COMMAND_SIZE = 1000;
-static constexpr std::size_t DIR_SIZE = 400;
-static constexpr int OLDEST_GENERATION = 4;
-
-static void use_line_buffering()
-{
-    static bool done = false;
-    if (!done)
-        std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    done = true;
-}
-
 static constexpr std::size_t TIME_LENGTH = sizeof("MM/DD hh:mm:ss") - 1;
 static constexpr std::size_t NAME_COLUMNS = 36;
 
@@ -54,7 +38,7 @@ static std::tm local_time(std::time_t now)
     if (converting != 0)
         return by_offset(now, offset_s);
     converting = 1;
-    tzset(); // as localtime does: the zone may have changed
+    tzset(); // as localtime does, whose record is the program's: the zone may have changed
     std::tm result{};
     localtime_r(&now, &result);
     offset_s = result.tm_gmtoff;
@@ -79,7 +63,7 @@ static const char* time_text()
 }
 
 // The line is its own format. A conversion that would take an argument has none to take: its '%' is doubled.
-[[gnu::cold, gnu::noinline]] static void print_as_format(const char* line)
+[[gnu::cold, gnu::noinline]] static void print_as_format(std::FILE* stream, const char* line)
 {
     char format[2 * LINE_SIZE];
     char* out = format;
@@ -92,11 +76,11 @@ static const char* time_text()
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
-    std::printf(format);
+    std::fprintf(stream, format);
 #pragma GCC diagnostic pop
     // Without its newline a cut line would stay in the buffer.
     if (out == format || out[-1] != '\n')
-        std::fflush(stdout);
+        std::fflush(stream);
 }
 
 // Appends as much of a text as fits.
@@ -123,90 +107,51 @@ static std::size_t begin_line(char (&line)[LINE_SIZE], eVESK_LOG_LEVEL level, co
     return length;
 }
 
-void vesk_log_line(eVESK_LOG_LEVEL level, const char* function, const char* format, ...)
+void vesk_log_print(std::FILE* stream, eVESK_LOG_LEVEL level, const char* function, const char* text)
 {
     const int callers_errno = errno;
-    use_line_buffering();
-
     char line[LINE_SIZE];
-    const std::size_t start = begin_line(line, level, function);
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(line + start, sizeof(line) - start, format, arguments);
-    va_end(arguments);
-
-    std::size_t length = strnlen(line, sizeof(line));
-    if (length > 1 && line[length - 2] == '\n')
-        line[--length] = '\0';
+    std::size_t length = begin_line(line, level, function);
+    append(line, &length, text, std::strlen(text));
+    append(line, &length, "\n", 1);
+    if (line[length - 2] == '\n')
+        --length;
+    line[length] = '\0';
 
     errno = callers_errno;
     if (line[length - 1] == '\n' && std::memchr(line, '%', length) == nullptr)
-        std::fwrite(line, 1, length, stdout); // nearly every line is just its text
+        std::fwrite(line, 1, length, stream); // nearly every line is just its text
     else
-        print_as_format(line);
-    errno = callers_errno;
+        print_as_format(stream, line);
 }
 
-// The shell's result is not looked at: what a command should have done shows when the file is opened.
-__attribute__((format(printf, 1, 2))) static void run(const char* format, ...)
+static void print_on_standard_output(eVESK_LOG_LEVEL level, const char* function, const char* text)
 {
-    char command[COMMAND_SIZE];
+    static bool is_line_buffered = false;
+    if (!is_line_buffered) {
+        static char buffer[LINE_SIZE]; // the stream's own would be a page of the heap
+        std::setvbuf(stdout, buffer, _IOLBF, sizeof(buffer));
+        is_line_buffered = true;
+    }
+    vesk_log_print(stdout, level, function, text);
+}
+
+static vesk_log_writer current_writer = print_on_standard_output;
+
+void vesk_log_set_writer(vesk_log_writer writer)
+{
+    current_writer = writer != nullptr ? writer : print_on_standard_output;
+}
+
+void vesk_log_line(eVESK_LOG_LEVEL level, const char* function, const char* format, ...)
+{
+    const int callers_errno = errno;
+    char text[LINE_SIZE];
     std::va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(command, sizeof(command), format, arguments);
+    std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
-    [[maybe_unused]] const int status = std::system(command);
-}
-
-static void rotate(const char* dir, const char* name)
-{
-    for (int i = OLDEST_GENERATION; i >= 1; --i)
-        run("mv /%.400s/%s.%d.log /%.400s/%s.%d.log", dir, name, i - 1, dir, name, i);
-}
-
-void log_file_path(char (&path)[VESK_LOG_PATH_SIZE], const char* dir, const char* name)
-{
-    std::snprintf(path, sizeof(path), "/%.400s/%s.0.log", dir, name);
-}
-
-std::int32_t filesize(const char* file)
-{
-    struct stat status;
-    std::int32_t mib = 0;
-    if (stat(file, &status) == 0 && status.st_size > 0)
-        mib = static_cast<std::int32_t>((status.st_size - 1) / (1024 * 1024) + 1);
-    VESK_LOG_I("Logfile: %s is =< %d MB", file, mib);
-    return mib;
-}
-
-int init_logging(eVESK_LOG_LEVEL level, const char* dir, const char* name, std::int32_t size_mb)
-{
-    if (strnlen(dir, DIR_SIZE) <= 2) {
-        VESK_LOG_E("Error using log directory %.400s", dir);
-        return VESK_LOG_DIR_TOO_SHORT;
-    }
-    run("mkdir -p '/%.400s'", dir);
-    m_log_level = level <= VESK_LOG_DEBUG ? level : VESK_LOG_ERROR;
-
-    char path[VESK_LOG_PATH_SIZE];
-    log_file_path(path, dir, name);
-    if (level != VESK_LOG_OFF) {
-        if (filesize(path) > size_mb) {
-            VESK_LOG_I("Daemon logfile: %s exceeds max size, recreating.", path);
-            rotate(dir, name);
-        }
-        const int fd = open(path, O_WRONLY | O_CREAT | O_APPEND, 0666);
-        if (fd < 0) {
-            VESK_LOG_E("Error opening logfile %s (ret %d)", path, fd);
-            return VESK_LOG_NOT_OPENED;
-        }
-        dup2(fd, STDOUT_FILENO);
-        dup2(fd, STDERR_FILENO);
-        // Where standard output or error was closed, the file may have got its descriptor at once.
-        if (fd != STDOUT_FILENO && fd != STDERR_FILENO)
-            close(fd);
-    }
-    run("chmod -R 777 '/%.400s'", dir);
-    VESK_LOG_I("success: level %d, file %s", level, path);
-    return VESK_LOG_READY;
+    errno = callers_errno;
+    current_writer(level, function, text);
+    errno = callers_errno;
 }
