@@ -7,25 +7,11 @@
 #include <cstdlib>
 #include <cstring>
 
-static constexpr int LINE_SIZE = 500;
 static constexpr int READ_SIZE = 2048; // what a stream would allocate stays in the heap for good, and is larger
 
-// clang-format off
-sVESK_CONFIG_LOOKUP_STRUCT config_lookup_table[CONFIG_KEY_COUNT] = {
-    {"DaemonEnable",          CONFIG_INTEGER, "",               1},
-    {"LogDirLocation",        CONFIG_STRING,  "/var/log/haldo", 0},
-    {"LogFileSize",           CONFIG_INTEGER, "",               2},
-    {"DaemonLogLevel",        CONFIG_INTEGER, "",               3},
-    {"DaemonStartDelay",      CONFIG_INTEGER, "",               1},
-    {"HostSWLogLevel",        CONFIG_INTEGER, "",               3},
-    {"HostSWOptions",         CONFIG_STRING,  "",               0},
-    {"HostSWPath",            CONFIG_STRING,  "/usr/bin",       0},
-    {"HostSWLoginStartDelay", CONFIG_INTEGER, "",               10},
-    {"HostSWRestartDelay",    CONFIG_INTEGER, "",               1},
-    {"DaemonXAuthDelay",      CONFIG_INTEGER, "",               5},
-    {"DaemonRootHaldoAgent",  CONFIG_INTEGER, "",               0},
-};
-// clang-format on
+#define VESK_NUMBER(key, initial, ...) {#key, CONFIG_INTEGER, "", initial},
+#define VESK_TEXT(key, initial, ...)   {#key, CONFIG_STRING, initial, 0},
+sVESK_CONFIG_LOOKUP_STRUCT config_lookup_table[] = {VESK_CONFIG_KEYS(VESK_NUMBER, VESK_TEXT)};
 
 int get_field_name_index(char* name)
 {
@@ -39,12 +25,15 @@ int get_field_name_index(char* name)
     return -1;
 }
 
-// Both tokens of a line are taken from the line itself, which strtok cuts into pieces.
+sVESK_CONFIG_LINE_STRUCT take_apart(char* line)
+{
+    char* key = line[0] == '#' ? nullptr : std::strtok(line, " =\n");
+    return {key, key != nullptr ? std::strtok(nullptr, "=\n") : nullptr};
+}
+
 static void read_line(char* line)
 {
-    if (line[0] == '#')
-        return;
-    char* key = std::strtok(line, " =\n");
+    const auto [key, value] = take_apart(line);
     if (key == nullptr)
         return;
     VESK_LOG_AS("get_config", VESK_LOG_DEBUG, "Processing field name: %s", key);
@@ -53,7 +42,6 @@ static void read_line(char* line)
         VESK_LOG_AS("get_config", VESK_LOG_DEBUG, "returned idx %d, skipping line: %s", index, line);
         return;
     }
-    const char* value = std::strtok(nullptr, "=\n");
     VESK_LOG_AS("get_config", VESK_LOG_DEBUG, "value = %s", value != nullptr ? value : "");
 
     sVESK_CONFIG_LOOKUP_STRUCT& entry = config_lookup_table[index];
@@ -73,10 +61,15 @@ static void read_line(char* line)
     }
 }
 
-// Fills a member that is all zero; text as long as the member or longer leaves no terminator.
-template <std::size_t size> static void copy_text(char (&member)[size], const char* text)
+static void copy_value(std::int32_t& member, const sVESK_CONFIG_LOOKUP_STRUCT& entry)
 {
-    std::memcpy(member, text, strnlen(text, size));
+    member = entry.int_value;
+}
+
+// Fills a member that is all zero; text as long as the member or longer leaves no terminator.
+template <std::size_t size> static void copy_value(char (&member)[size], const sVESK_CONFIG_LOOKUP_STRUCT& entry)
+{
+    std::memcpy(member, entry.string_value, strnlen(entry.string_value, size));
 }
 
 void get_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* cfg)
@@ -88,25 +81,14 @@ void get_config(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* cfg)
     } else {
         char buffer[READ_SIZE];
         std::setvbuf(file, buffer, _IOFBF, sizeof(buffer));
-        char line[LINE_SIZE];
+        char line[CONFIG_LINE_SIZE];
         while (std::fgets(line, sizeof(line), file) != nullptr)
             read_line(line);
         with_exit_lock([=] { return std::fclose(file); });
     }
 
-    const sVESK_CONFIG_LOOKUP_STRUCT* entry = config_lookup_table;
-    cfg->DaemonEnable = (entry++)->int_value;
-    copy_text(cfg->LogDirLocation, (entry++)->string_value);
-    cfg->LogFileSize = (entry++)->int_value;
-    cfg->DaemonLogLevel = (entry++)->int_value;
-    cfg->DaemonStartDelay = (entry++)->int_value;
-    cfg->HostSWLogLevel = (entry++)->int_value;
-    copy_text(cfg->HostSWOptions, (entry++)->string_value);
-    copy_text(cfg->HostSWPath, (entry++)->string_value);
-    cfg->HostSWLoginStartDelay = (entry++)->int_value;
-    cfg->HostSWRestartDelay = (entry++)->int_value;
-    cfg->DaemonXAuthDelay = (entry++)->int_value;
-    cfg->DaemonRootHaldoAgent = (entry++)->int_value;
+#define VESK_COPY(key, ...) copy_value(cfg->key, config_lookup_table[CONFIG_KEY_##key]);
+    VESK_CONFIG_KEYS(VESK_COPY, VESK_COPY)
 }
 
 void dump_config(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* cfg)

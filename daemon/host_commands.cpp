@@ -88,7 +88,7 @@ void get_xauthority(int seconds, char* dst, sVESK_HOSTSW_DAEMON_CONFIG_STRUCT* c
     sleep_seconds(seconds);
 
     char line[LINE_SIZE];
-    std::snprintf(line, sizeof(line), "%.400s/haldo_xauthority", cfg->HostSWPath);
+    std::snprintf(line, sizeof(line), "%.400s/%s", cfg->HostSWPath, XAUTHORITY_LOOKUP);
     VESK_LOG_D("%s", line);
     std::FILE* lookup = open_output(line);
     if (lookup == nullptr) {

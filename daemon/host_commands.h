@@ -4,6 +4,8 @@
 
 #include "config.h"
 
+inline constexpr const char* XAUTHORITY_LOOKUP = "haldo_xauthority"; // in HostSWPath
+
 inline constexpr int USER_NAME_SIZE = 201;  // a name of 200 characters and its terminator
 inline constexpr int XAUTHORITY_SIZE = 500; // the value as the lookup program prints it, its line end included
 

@@ -1,16 +1,15 @@
 #include "supervision.h"
 
 #include "daemon_paths.h"
+#include "launcher_command.h"
 #include "lifecycle.h"
 #include "log_file.h"
 #include "vesk_log.h"
 
 #include <climits>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 
-static constexpr std::size_t COMMAND_SIZE = 400;
 static constexpr int PAUSE_S = 1;
 static constexpr int NO_LOGIN_STATE = INT_MIN; // equals no result of is_user_logged_in_locally
 
@@ -88,7 +87,8 @@ static char unsafe_character(const char* user)
 }
 
 // Builds the command of a pass. False when there is none to run; the reason is logged.
-static bool build_command(char (&command)[COMMAND_SIZE], const pass_plan& plan, const sVESK_DAEMON_STATE_STRUCT& state)
+static bool build_command(char (&command)[LAUNCHER_COMMAND_SIZE], const pass_plan& plan,
+                          const sVESK_DAEMON_STATE_STRUCT& state)
 {
     const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config = state.config;
     if (plan.as_user) {
@@ -102,16 +102,11 @@ static bool build_command(char (&command)[COMMAND_SIZE], const pass_plan& plan, 
             return false;
         }
     }
-    const int length = std::snprintf(
-        command, sizeof(command),
-        "%s%s%s%.400s/haldo_starthostsw -e %.400s/haldo_agent -x %.*s -o '-ll%1d %.100s -ld %.400s -ls %d' -w %d%s",
-        plan.as_user ? "su " : "", plan.as_user ? state.user : "", plan.as_user ? " -c \"" : "", config.HostSWPath,
-        config.HostSWPath, static_cast<int>(std::strcspn(state.xauthority, "\n")), state.xauthority,
-        config.HostSWLogLevel, config.HostSWOptions, config.LogDirLocation, config.LogFileSize, plan.launcher_wait_s,
-        plan.as_user ? "\"" : "");
-    if (static_cast<std::size_t>(length) >= sizeof(command)) {
+    const int length =
+        launcher_command(command, config, plan.as_user ? state.user : nullptr, state.xauthority, plan.launcher_wait_s);
+    if (length >= LAUNCHER_COMMAND_SIZE) {
         LOG_MAIN_E("command of %d characters is longer than %d, the haldo agent is not run", length,
-                   static_cast<int>(sizeof(command)) - 1);
+                   LAUNCHER_COMMAND_SIZE - 1);
         return false;
     }
     return true;
@@ -137,7 +132,7 @@ eVESK_LOOP_END supervise_agent(sVESK_DAEMON_STATE_STRUCT* state)
         const int login = is_user_logged_in_locally(state->user);
         const pass_plan plan = plan_pass(login, &remembered_login, state->config);
         get_xauthority(plan.xauthority_delay_s, state->xauthority, &state->config);
-        char command[COMMAND_SIZE];
+        char command[LAUNCHER_COMMAND_SIZE];
         if (build_command(command, plan, *state) && is_agent_interrupted(command))
             return LOOP_AGENT_INTERRUPTED;
         if (!open_log(state->config))

@@ -1,6 +1,7 @@
 #include "config_check.h"
 
 #include "config.h"
+#include "launcher_command.h"
 
 #include <algorithm>
 #include <cctype>
@@ -22,45 +23,21 @@ namespace
 
 using namespace std::string_literals;
 
-constexpr std::size_t LINE_MAX_LENGTH = 499;    // characters that the daemon reads at once, line end included
-constexpr std::size_t COMMAND_MAX_LENGTH = 399; // of the launcher's command line
-constexpr std::size_t PATH_MIN_LENGTH = 3;      // of the log directory
+constexpr std::size_t LINE_MAX_LENGTH = CONFIG_LINE_SIZE - 1; // line end included
 
-// What the manual page documents of each key, in the order of the daemon's table.
-enum class kind {
-    number,
-    log_directory,
-    directory,
-    options,
-};
+// What the daemon's table says of each key, in its order.
 struct key_rule {
-    kind is;
-    const char* allowed;
-    long min = 0;
-    long max = INT32_MAX;
-    std::size_t size = 0; // characters of a text that the daemon keeps
+    bool is_number;
+    bool is_path;
+    std::int64_t least; // the value of a number, the length of a text
+    std::int64_t greatest;
+    const char* unit;
 };
-constexpr const char* SECONDS = "seconds, 0 or more";
-constexpr const char* DIRECTORY = "an absolute path of at most 400 characters, without blanks and quotes";
-constexpr key_rule rules[] = {
-    {kind::number, "0 or 1", 0, 1}, // DaemonEnable
-    {kind::log_directory,           // LogDirLocation
-     "an absolute path of 3 to 400 characters, without blanks and quotes", 0, 0,
-     sizeof(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT::LogDirLocation)},
-    {kind::number, "MiB, 1 or more", 1},                            // LogFileSize
-    {kind::number, "0 to 4", 0, 4},                                 // DaemonLogLevel
-    {kind::number, SECONDS},                                        // DaemonStartDelay
-    {kind::number, "0 or more"},                                    // HostSWLogLevel
-    {kind::options, "at most 100 characters, without quotes", 0, 0, // HostSWOptions
-     sizeof(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT::HostSWOptions)},
-    {kind::directory, DIRECTORY, 0, 0, // HostSWPath
-     sizeof(sVESK_HOSTSW_DAEMON_CONFIG_STRUCT::HostSWPath)},
-    {kind::number, SECONDS},        // HostSWLoginStartDelay
-    {kind::number, SECONDS},        // HostSWRestartDelay
-    {kind::number, SECONDS},        // DaemonXAuthDelay
-    {kind::number, "0 or 1", 0, 1}, // DaemonRootHaldoAgent
-};
-static_assert(std::size(rules) == CONFIG_KEY_COUNT);
+#define VESK_NUMBER(key, initial, least, greatest, unit, ...)  {true, false, least, greatest, unit},
+#define VESK_TEXT(key, initial, least, greatest, is_path, ...) {false, is_path, least, greatest, ""},
+constexpr key_rule rules[] = {VESK_CONFIG_KEYS(VESK_NUMBER, VESK_TEXT)};
+#undef VESK_NUMBER
+#undef VESK_TEXT
 
 // --- Words ---
 
@@ -69,6 +46,18 @@ std::string in_quotes(std::string_view text)
     std::string all = "'";
     all += text;
     return all += "'";
+}
+
+// "seconds, 0 or more", "0 or 1", "an absolute path of 3 to 400 characters, without blanks and quotes"
+std::string allowed_by(const key_rule& rule)
+{
+    const std::string least = std::to_string(rule.least);
+    const std::string greatest = std::to_string(rule.greatest);
+    if (!rule.is_number)
+        return (rule.is_path ? "an absolute path of " : "") + (rule.least > 1 ? least + " to " : "at most "s) +
+               greatest + " characters, without " + (rule.is_path ? "blanks and " : "") + "quotes";
+    return (*rule.unit != '\0' ? rule.unit + ", "s : "") + least +
+           (rule.greatest == INT_MAX ? " or more" : (rule.greatest == rule.least + 1 ? " or " : " to ") + greatest);
 }
 
 std::string lower(std::string text)
@@ -183,13 +172,12 @@ void checker::check_piece(std::string piece, bool is_rest)
         piece.resize(piece.find('\0'));
     }
     const std::string whole = piece;
-    const char* const token = std::strtok(piece.data(), " =\n");
-    if (token == nullptr || std::strcmp(token, "\r") == 0)
+    const auto [found_key, found_value] = take_apart(piece.data());
+    if (found_key == nullptr || std::strcmp(found_key, "\r") == 0)
         return;
-    const std::string key = token;
-    const auto behind_key = static_cast<std::size_t>(token - piece.data()) + key.size();
-    const char* const rest = std::strtok(nullptr, "=\n");
-    const std::string value = rest != nullptr ? rest : "";
+    const std::string key = found_key;
+    const auto behind_key = static_cast<std::size_t>(found_key - piece.data()) + key.size();
+    const std::string value = found_value != nullptr ? found_value : "";
 
     m_key = key;
     const int index = index_of_key(key);
@@ -203,16 +191,16 @@ void checker::check_piece(std::string piece, bool is_rest)
         warning("set again; line " + std::to_string(m_lines_of_keys[key]) + " no longer counts", "each key once");
     m_lines_of_keys[key] = m_line;
     const std::size_t equals = whole.find('=', behind_key);
-    if (rest != nullptr && equals == std::string::npos)
+    if (found_value != nullptr && equals == std::string::npos)
         warning("no '=' before the value", key + "=VALUE");
     if (equals != std::string::npos && equals >= behind_key + 2 && whole.find_first_not_of(' ', behind_key) == equals) {
         error("two or more blanks before the '=': a blank is taken for the value", key + "=VALUE");
         return;
     }
     const key_rule& rule = rules[index];
-    if (rest != nullptr && static_cast<std::size_t>(rest - piece.data()) + value.size() < whole.size())
+    if (found_value != nullptr && static_cast<std::size_t>(found_value - piece.data()) + value.size() < whole.size())
         error("a second '=' ends the value, which is " + in_quotes(value), "no '=' in a value");
-    if (rule.is == kind::number)
+    if (rule.is_number)
         check_number(rule, value);
     else
         check_text(rule, value);
@@ -238,7 +226,7 @@ void checker::check_number(const key_rule& rule, const std::string& value)
 {
     const auto text = value.substr(0, value.find_last_not_of(" \t\r") + 1);
     if (value.empty()) {
-        error("no value: the daemon keeps the one it has", rule.allowed);
+        error("no value: the daemon keeps the one it has", allowed_by(rule));
         return;
     }
     errno = 0;
@@ -247,59 +235,64 @@ void checker::check_number(const key_rule& rule, const std::string& value)
     const auto number = static_cast<std::int32_t>(wide);
     const std::string counts = " counts as " + std::to_string(number);
     if (end == text.c_str())
-        error(in_quotes(text) + " is no number and" + counts, rule.allowed);
+        error(in_quotes(text) + " is no number and" + counts, allowed_by(rule));
     else if (*end != '\0')
-        error(in_quotes(text) + " has more than a number and" + counts, rule.allowed);
+        error(in_quotes(text) + " has more than a number and" + counts, allowed_by(rule));
     else if (number != wide || errno == ERANGE)
-        error(in_quotes(text) + " has more than 32 bits and" + counts, rule.allowed);
-    else if (number < rule.min || number > rule.max)
-        error(std::to_string(number) + " is out of range", rule.allowed);
+        error(in_quotes(text) + " has more than 32 bits and" + counts, allowed_by(rule));
+    else if (number < rule.least || number > rule.greatest)
+        error(std::to_string(number) + " is out of range", allowed_by(rule));
 }
 
 void checker::check_text(const key_rule& rule, const std::string& value)
 {
-    m_texts[m_key] = value.substr(0, rule.size);
-    if (value.size() > rule.size)
-        error("the value has " + std::to_string(value.size()) + " characters and is cut behind " +
-                  std::to_string(rule.size),
-              rule.allowed);
+    const auto size = static_cast<std::size_t>(rule.greatest);
+    m_texts[m_key] = value.substr(0, size);
+    if (value.size() > size)
+        error("the value has " + std::to_string(value.size()) + " characters and is cut behind " + std::to_string(size),
+              allowed_by(rule));
     if (!value.empty() && value.back() == '\r')
         error("a carriage return belongs to the value", "a line that ends in a newline alone");
     else if (std::ranges::any_of(value, [](unsigned char c) { return c < ' ' || c == 0x7F; }))
-        error("a control character belongs to the value " + in_quotes(value), rule.allowed);
+        error("a control character belongs to the value " + in_quotes(value), allowed_by(rule));
     if (const std::size_t at = value.find_first_of("'\"`$\\"); at != std::string::npos)
-        error("the launcher's command line cannot carry the character "s + value[at], rule.allowed);
-    if (rule.is != kind::options)
+        error("the launcher's command line cannot carry the character "s + value[at], allowed_by(rule));
+    if (rule.is_path)
         check_path(rule, value);
 }
 
 void checker::check_path(const key_rule& rule, const std::string& value)
 {
     if (value.empty())
-        error("the value is empty", rule.allowed);
+        error("the value is empty", allowed_by(rule));
     else if (value.find('#') != std::string::npos)
-        error("a '#' in a value begins no comment: the value is " + in_quotes(value), rule.allowed);
+        error("a '#' in a value begins no comment: the value is " + in_quotes(value), allowed_by(rule));
     else if (value.find(' ') != std::string::npos)
-        error("a blank belongs to the value " + in_quotes(value), rule.allowed);
+        error("a blank belongs to the value " + in_quotes(value), allowed_by(rule));
     else if (const std::size_t at = value.find_first_of("&;|<>()*?[]{}~!"); at != std::string::npos)
-        error("the character "s + value[at] + " is special to the shell that runs the command", rule.allowed);
-    else if (rule.is == kind::log_directory && value.size() < PATH_MIN_LENGTH)
-        error(in_quotes(value) + " is too short: the log stays where it is", rule.allowed);
+        error("the character "s + value[at] + " is special to the shell that runs the command", allowed_by(rule));
+    else if (value.size() < static_cast<std::size_t>(rule.least))
+        error(in_quotes(value) + " is too short: the log stays where it is", allowed_by(rule));
     else if (value.front() != '/')
-        warning(in_quotes(value) + " is not absolute and is taken from /", rule.allowed);
+        warning(in_quotes(value) + " is not absolute and is taken from /", allowed_by(rule));
 }
 
 // The shortest command line that these texts can give.
 void checker::check_command()
 {
-    const auto length_of = [this](const char* key) {
-        return m_texts.contains(key) ? m_texts[key].size()
-                                     : std::strlen(config_lookup_table[index_of_key(key)].string_value);
+    sVESK_HOSTSW_DAEMON_CONFIG_STRUCT config{};
+    config.LogFileSize = 1;
+    const auto put = [this](auto& member, eVESK_CONFIG_KEY key) {
+        const auto set = m_texts.find(config_lookup_table[key].name);
+        const std::string text = set != m_texts.end() ? set->second : config_lookup_table[key].string_value;
+        text.copy(member, sizeof(member));
     };
-    constexpr std::string_view rest = "/haldo_starthostsw -e /haldo_agent -x  -o '-ll0  -ld  -ls 1' -w 0";
-    const std::size_t length =
-        2 * length_of("HostSWPath") + length_of("HostSWOptions") + length_of("LogDirLocation") + rest.size();
-    if (length <= COMMAND_MAX_LENGTH)
+    put(config.HostSWPath, CONFIG_KEY_HostSWPath);
+    put(config.HostSWOptions, CONFIG_KEY_HostSWOptions);
+    put(config.LogDirLocation, CONFIG_KEY_LogDirLocation);
+    char command[LAUNCHER_COMMAND_SIZE];
+    const int length = launcher_command(command, config, nullptr, "", 0);
+    if (length < LAUNCHER_COMMAND_SIZE)
         return;
     for (const auto& [key, text] : m_texts)
         if (m_key.empty() || text.size() > m_texts[m_key].size())
@@ -307,7 +300,7 @@ void checker::check_command()
     m_line = m_lines_of_keys[m_key];
     error("with this value the launcher's command line has " + std::to_string(length) +
               " characters and more, and is not run",
-          "at most " + std::to_string(COMMAND_MAX_LENGTH) +
+          "at most " + std::to_string(LAUNCHER_COMMAND_SIZE - 1) +
               " for HostSWPath twice, HostSWOptions, LogDirLocation, the "
               "user's name, the X authority file and the rest");
 }

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "config.h"
+#include "host_commands.h"
+#include "launcher_command.h"
 
 #include <ctime>
 #include <optional>
@@ -13,9 +15,6 @@ namespace haldoctl
 {
 
 inline constexpr const char* DAEMON = "haldohostswd";
-inline constexpr const char* LAUNCHER = "haldo_starthostsw";
-inline constexpr const char* AGENT = "haldo_agent";
-inline constexpr const char* XAUTHORITY_LOOKUP = "haldo_xauthority";
 
 // A value, or why it cannot be known.
 template <typename Value> struct known {

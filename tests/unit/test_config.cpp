@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <regex>
 
 using record = sVESK_HOSTSW_DAEMON_CONFIG_STRUCT;
 using lines = std::vector<std::string>;
@@ -516,4 +518,62 @@ TEST(dump_config, reads_no_further_than_a_member_that_has_no_terminator)
     };
     EXPECT_EQ(h.raw_log(), line("Log Directory: " + std::string(400, 'd')) +
                                line("Daemon: Log level 3, Enable 1, Delay 1, xAuth 5 ") + line(std::string(400, 'p')));
+}
+
+// --- What a user reads of the keys ---
+
+namespace
+{
+
+struct documented_key {
+    std::string key;
+    std::string initial;
+    std::string sentence;
+    bool operator==(const documented_key&) const = default;
+};
+void PrintTo(const documented_key& one, std::ostream* to)
+{
+    *to << one.key << "=" << one.initial << ": " << one.sentence;
+}
+using documented_keys = std::vector<documented_key>;
+
+documented_keys keys_of_the_table()
+{
+#define NUMBER(key, initial, least, greatest, unit, sentence)  {#key, #initial, sentence},
+#define TEXT(key, initial, least, greatest, is_path, sentence) {#key, initial, sentence},
+    return {VESK_CONFIG_KEYS(NUMBER, TEXT)};
+#undef NUMBER
+#undef TEXT
+}
+
+// Each place where the pattern fits, made a key of by its groups.
+documented_keys keys_in(const char* path, const char* pattern, documented_key (*key_of)(const std::smatch&))
+{
+    std::ifstream file(path);
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    const std::regex expression(pattern);
+    documented_keys found;
+    for (std::sregex_iterator at(text.begin(), text.end(), expression), end; at != end; ++at)
+        found.push_back(key_of(*at));
+    return found;
+}
+
+} // namespace
+
+TEST(configuration_keys, stand_in_the_sample_file_with_default_and_sentence)
+{
+    EXPECT_EQ(keys_in(SAMPLE_FILE, R"(\n(?:# (.*)\n)?#?(\w+)=(.*)(?=\n))",
+                      [](const std::smatch& found) {
+                          return documented_key{found[2], found[3], found[1]};
+                      }),
+              keys_of_the_table());
+}
+
+TEST(configuration_keys, stand_in_the_manual_page_with_default_and_sentence)
+{
+    EXPECT_EQ(keys_in(MANUAL_PAGE, R"/(\.TP\n\.BR (\w+) " \((.*)\)"\n(.*)\n)/",
+                      [](const std::smatch& found) {
+                          return documented_key{found[1], found[2] == "empty" ? "" : found[2].str(), found[3]};
+                      }),
+              keys_of_the_table());
 }
