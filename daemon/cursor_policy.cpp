@@ -1,6 +1,6 @@
 #include "cursor_policy.h"
 
-#include "lifecycle.h"
+#include "pid_files.h"
 #include "vesk_log.h"
 
 #include <unistd.h>

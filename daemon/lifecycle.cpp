@@ -6,6 +6,7 @@
 #include "haldo_build_id.h"
 #include "haldo_version.h"
 #include "log_file.h"
+#include "pid_files.h"
 #include "vesk_log.h"
 
 #include <cerrno>
@@ -19,7 +20,6 @@
 #include <unistd.h>
 
 static constexpr const char* BRANCH = "HEAD";
-static constexpr const char* AGENT_PID_FILE = "/tmp/haldohostsw.pid";
 static constexpr pid_t INIT_PID = 1;
 static constexpr unsigned int PARENT_PATIENCE_S = 2;
 
@@ -69,11 +69,6 @@ bool open_log(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config)
     return false;
 }
 
-int remove_agent_pid_file()
-{
-    return std::remove(AGENT_PID_FILE);
-}
-
 bool is_child_of_init()
 {
     return getppid() == INIT_PID;
@@ -112,26 +107,6 @@ void daemon_handler(int signum)
     leave(status);
 }
 
-static void take_lock()
-{
-    // Close-on-exec: the lock is no concern of the agent's.
-    const int fd = open(LOCK_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0640);
-    if (fd < 0) {
-        VESK_LOG_AS("daemonize", VESK_LOG_ERROR, "Unable to open lockfile %s, code %d (%s)", LOCK_FILE, errno,
-                    std::strerror(errno));
-        leave(1);
-    }
-    if (lockf(fd, F_TLOCK, 0) != 0) {
-        VESK_LOG_AS("daemonize", VESK_LOG_ERROR, "Unable to lock lockfile %s, code %d (%s)", LOCK_FILE, errno,
-                    std::strerror(errno));
-        leave(1);
-    }
-    // The descriptor stays open: the lock lives as long as the process.
-    char pid[16];
-    const int length = std::snprintf(pid, sizeof(pid), "%d\n", getpid());
-    [[maybe_unused]] const ssize_t written = write(fd, pid, static_cast<std::size_t>(length));
-}
-
 // Below the stream, as the log does it: freopen would give standard output another buffering.
 static void reopen_on_null(int fd, int flags)
 {
@@ -160,7 +135,8 @@ void daemonize()
         leave(0); // only SIGHUP's handler returns
     }
 
-    take_lock();
+    if (!take_lock())
+        leave(1);
     std::signal(SIGCHLD, SIG_DFL);
     std::signal(SIGTSTP, SIG_IGN);
     std::signal(SIGTTOU, SIG_IGN);

@@ -7,9 +7,6 @@
 
 class cVESK_HALDO_LINK;
 
-// Locked by a daemon that has detached, for as long as it runs.
-inline constexpr const char* LOCK_FILE = "/var/run/haldohostswd.pid";
-
 // A line of main's.
 #define LOG_MAIN_D(...) VESK_LOG_AS("main", VESK_LOG_DEBUG, __VA_ARGS__)
 #define LOG_MAIN_I(...) VESK_LOG_AS("main", VESK_LOG_INFO, __VA_ARGS__)
@@ -31,9 +28,6 @@ bool is_enabled(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config);
 // Opens or re-opens the log as configured. False, and logged, when the log file cannot be opened; a directory name
 // that is too short keeps the log where it is.
 bool open_log(const sVESK_HOSTSW_DAEMON_CONFIG_STRUCT& config);
-
-// Removes the process id file of the agent's side. Returns 0, or -1 when it was not removed.
-int remove_agent_pid_file();
 
 // Whether init is the parent: nothing to detach from.
 bool is_child_of_init();

@@ -1,5 +1,6 @@
 // haldohostswd, the host-software daemon of a HALDO host card.
 #include "lifecycle.h"
+#include "pid_files.h"
 #include "supervision.h"
 #include "vesk_haldo_link.h"
 

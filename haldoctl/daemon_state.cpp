@@ -2,7 +2,6 @@
 
 #include "command_line.h"
 #include "daemon_paths.h"
-#include "lifecycle.h"
 #include "vesk_log.h"
 
 #include <algorithm>

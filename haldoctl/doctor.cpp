@@ -1,8 +1,8 @@
 // doctor: what keeps an installation from working, and what helps.
 #include "commands.h"
 #include "config_check.h"
+#include "daemon_paths.h"
 #include "daemon_state.h"
-#include "lifecycle.h"
 
 #include <cerrno>
 #include <cstring>

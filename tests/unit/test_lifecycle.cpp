@@ -3,6 +3,7 @@
 #include "haldo_build_id.h"
 #include "haldo_version.h"
 #include "lifecycle.h"
+#include "pid_files.h"
 #include "support/calls.h"
 #include "vesk_haldo_link.h"
 #include "vesk_log.h"
