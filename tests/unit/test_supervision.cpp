@@ -74,7 +74,7 @@ public:
         if (p.log == LOG_OPENED || p.log == LOG_LOOKED_AT_AND_OPENED)
             expect_log_opened(p.log == LOG_LOOKED_AT_AND_OPENED);
     }
-    // Steps 8 to 14.
+    // Who is logged in, the X authority file, and the command that runs.
     void expect_login_and_command(const pass& p)
     {
         if (p.who)
