@@ -2,6 +2,7 @@
 
 #include "control.h"
 #include "control_socket.h"
+#include "number_text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -64,7 +65,7 @@ std::vector<std::string> profile_directories()
 
 std::string bit_map(const std::string& text)
 {
-    if (!cardsim::parse_number(text))
+    if (!haldo::parse_number<std::uint32_t>(text))
         throw std::invalid_argument(in_quotes(text) + " is not a number of 32 bits");
     return text;
 }
@@ -105,7 +106,8 @@ constexpr known_option known_options[] = {
     {"context", set_context_field},
     {"session", [](options& to, const std::string& value) { to.profile.session = cardsim::session_address(value); }},
     {"fail", [](options& to, const std::string& value) { to.faults.push_back(parse_fault(value)); }},
-    {"seed", [](options& to, const std::string& value) { to.seed = *cardsim::parse_number(bit_map(value)); }},
+    {"seed",
+     [](options& to, const std::string& value) { to.seed = *haldo::parse_number<std::uint32_t>(bit_map(value)); }},
     {"journal", [](options& to, const std::string& value) { to.journal = value; }},
     {"words", [](options& to, const std::string& value) { to.words = value; }},
     {"record", [](options& to, const std::string& value) { to.record = value; }},

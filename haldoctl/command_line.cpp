@@ -3,6 +3,7 @@
 #include "commands.h"
 
 #include "haldo_version.h"
+#include "number_text.h"
 #include "vesk_log.h"
 
 #include <fcntl.h>
@@ -13,7 +14,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -52,7 +52,7 @@ sigset_t block_interrupts()
 namespace
 {
 
-constexpr int SCHEMA_VERSION = 1;
+constexpr int SCHEMA_VERSION = 2;
 
 // No device node takes the place of a closed stream, and what is written to one fails as before.
 void occupy_closed_streams()
@@ -212,25 +212,11 @@ std::string fields(const json& result)
 
 // --- What options take ---
 
-std::optional<std::int64_t> parse_number(std::string_view text)
-{
-    const bool is_negative = text.starts_with('-');
-    text.remove_prefix(is_negative ? 1 : 0);
-    const bool is_hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-    text.remove_prefix(is_hexadecimal ? 2 : 0);
-    std::int64_t value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value, is_hexadecimal ? 16 : 10);
-    if (error != std::errc() || stop != end || text.front() == '-')
-        return std::nullopt;
-    return is_negative ? -value : value;
-}
-
 CLI::Validator number(std::int64_t min, std::int64_t max)
 {
     const std::string limits = std::to_string(min) + " to " + std::to_string(max);
     const auto check = [=](std::string& word) -> std::string {
-        const auto value = parse_number(word);
+        const auto value = haldo::parse_number<std::int64_t>(word);
         if (!value || *value < min || *value > max)
             return "'" + word + "' is not a number from " + limits;
         word = std::to_string(*value);

@@ -114,9 +114,6 @@ private:
     command m_command;
 };
 
-// A number as every option takes it: decimal, or hexadecimal with 0x.
-std::optional<std::int64_t> parse_number(std::string_view text);
-
 // What an option's word must be, to be given to CLI::Option::transform: a number in these limits, or a text that fits.
 CLI::Validator number(std::int64_t min, std::int64_t max);
 template <typename Integer> CLI::Validator number()

@@ -11,7 +11,7 @@ json show_requested(invocation& given)
 {
     sVESK_HALDO_LINK_IMG_USER_CFG_STRUCT cfg{};
     given.require(given.link().img_user_cfg_req_get(&cfg), "the imaging preference");
-    return {{"qual", cfg.qual}, {"b2l", cfg.b2l}};
+    return {{"quality", cfg.qual}, {"b2l", cfg.b2l}};
 }
 
 json set_preference(invocation& given, unsigned int preference)

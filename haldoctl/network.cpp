@@ -21,7 +21,7 @@ json net(invocation& given)
     if (cfg_result != VESK_NOT_SUPPORTED)
         given.require(cfg_result, "the IPv4 configuration");
     return {{"link_info", info_result == VESK_OK ? json(link_info.words) : json()},
-            {"ipv4_cfg", cfg_result == VESK_OK ? json(ipv4_cfg.words) : json()}};
+            {"ipv4", cfg_result == VESK_OK ? json(ipv4_cfg.words) : json()}};
 }
 
 json port(invocation& given)
@@ -35,7 +35,7 @@ json show_stats(invocation& given)
 {
     sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT sess_stat{};
     given.require(given.link().sess_stat_get(&sess_stat), "the session's statistics");
-    return {{"words", sess_stat.words}};
+    return {{"stats", sess_stat.words}};
 }
 
 json reset_stats(invocation& given)

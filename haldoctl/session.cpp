@@ -1,6 +1,8 @@
 // session: the session's link, its end, and the state of the host's session.
 #include "commands.h"
 
+#include "number_text.h"
+
 #include <charconv>
 #include <ctime>
 
@@ -53,7 +55,7 @@ CLI::Validator seconds(double min, double max)
     std::ostringstream limits;
     limits << min << " to " << max;
     const auto check = [=, limits = limits.str()](std::string& word) -> std::string {
-        if (const auto whole = parse_number(word))
+        if (const auto whole = haldo::parse_number<std::int64_t>(word))
             word = std::to_string(*whole);
         double value = 0;
         const char* const end = word.data() + word.size();

@@ -11,7 +11,7 @@ using tag_record = sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT;
 
 json described(const tag_record& tag)
 {
-    return {{"tag", text_of(tag.tag)}, {"brokered", (tag.flags & HMI_SESS_TAG_BROKERED) != 0}, {"flags", tag.flags}};
+    return {{"text", text_of(tag.tag)}, {"brokered", (tag.flags & HMI_SESS_TAG_BROKERED) != 0}, {"flags", tag.flags}};
 }
 
 tag_record read_tag(invocation& given)

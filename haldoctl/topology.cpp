@@ -1,10 +1,10 @@
 // topology: the layouts of the client's displays.
 #include "commands.h"
+#include "display_text.h"
 #include "layout.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <regex>
 
 namespace haldoctl
 {
@@ -30,8 +30,10 @@ std::vector<placed_display> used(const display (&all)[VESK_DISPLAY_COUNT])
 
 json described(const placed_display& one)
 {
-    return {{"index", one.index},    {"x", one.at.pos_x},       {"y", one.at.pos_y},
-            {"width", one.at.width}, {"height", one.at.height}, {"rotation", one.at.rotation}};
+    return {{"index", one.index},         {"geometry", haldo::display_text(one.at)},
+            {"x", one.at.pos_x},          {"y", one.at.pos_y},
+            {"width", one.at.width},      {"height", one.at.height},
+            {"rotation", one.at.rotation}};
 }
 
 json described(const std::vector<placed_display>& displays)
@@ -72,9 +74,9 @@ json show(invocation& given, const head& words, const std::string& svg_path)
 json async(invocation& given)
 {
     sVESK_HALDO_LINK_DISP_TOPO_STRUCT topology{};
-    unsigned int word = 0;
-    given.require(given.link().async_disp_topology_get(&topology, &word), "the layout that the firmware reports");
-    return {{"word", word}, {"displays", described(used(topology.disp))}};
+    unsigned int value = 0;
+    given.require(given.link().async_disp_topology_get(&topology, &value), "the layout that the firmware reports");
+    return {{"value", value}, {"displays", described(used(topology.disp))}};
 }
 
 json cached(invocation& given)
@@ -102,35 +104,6 @@ json cached(invocation& given)
             {"displays", displays}};
 }
 
-template <typename Integer> std::optional<Integer> in_limits(const std::string& text)
-{
-    const auto value = parse_number(text.substr(text.starts_with('+') ? 1 : 0));
-    return value && std::in_range<Integer>(*value) ? std::optional(static_cast<Integer>(*value)) : std::nullopt;
-}
-
-constexpr std::size_t FORM_MAX_LENGTH = 80; // of the longest words; a regular expression takes stack by the character
-
-#define NUMBER "(?:0[xX][0-9A-Fa-f]+|[0-9]+)"
-
-// "1920x1080+0+0", "1280x1024-1280+56:1" with a rotation, "-" for an entry that is not used.
-std::optional<display> parse_display(const std::string& text)
-{
-    static const std::regex form("(" NUMBER ")x(" NUMBER ")([+-]" NUMBER ")([+-]" NUMBER ")(?::(" NUMBER "))?");
-    if (text == "-")
-        return display{};
-    std::smatch part;
-    if (text.size() > FORM_MAX_LENGTH || !std::regex_match(text, part, form))
-        return std::nullopt;
-    const auto width = in_limits<std::uint16_t>(part[1]);
-    const auto height = in_limits<std::uint16_t>(part[2]);
-    const auto x = in_limits<std::int32_t>(part[3]);
-    const auto y = in_limits<std::int32_t>(part[4]);
-    const auto rotation = part[5].matched ? in_limits<std::uint32_t>(part[5]) : 0;
-    if (!width || !height || !x || !y || !rotation)
-        return std::nullopt;
-    return display{*x, *y, *width, *height, *rotation};
-}
-
 struct size {
     std::int32_t width;
     std::int32_t height;
@@ -138,18 +111,14 @@ struct size {
 
 std::optional<size> parse_size(const std::string& text)
 {
-    static const std::regex form("(-?" NUMBER ")x(-?" NUMBER ")");
-    std::smatch part;
-    if (text.size() > FORM_MAX_LENGTH || !std::regex_match(text, part, form))
+    long long width = 0;
+    long long height = 0;
+    std::sscanf(text.c_str(), "%12lldx%12lld", &width, &height);
+    const size read{static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)};
+    if (read.width == 0 || read.height == 0 || std::to_string(read.width) + "x" + std::to_string(read.height) != text)
         return std::nullopt;
-    const auto width = in_limits<std::int32_t>(part[1]);
-    const auto height = in_limits<std::int32_t>(part[2]);
-    if (!width || !height || *width == 0 || *height == 0)
-        return std::nullopt;
-    return size{*width, *height};
+    return read;
 }
-
-#undef NUMBER
 
 template <auto parse> CLI::Validator form(const std::string& description)
 {
@@ -165,7 +134,7 @@ json send(invocation& given, const std::vector<std::string>& words, const std::s
         throw failure{USAGE, "'" + words[VESK_DISPLAY_COUNT] + "' is one word too many for 'haldoctl topology send'"};
     sVESK_HALDO_LINK_DISP_TOPO_STRUCT topology{};
     for (std::size_t index = 0; index < words.size(); ++index) {
-        topology.disp[index] = *parse_display(words[index]);
+        topology.disp[index] = *haldo::parse_display(words[index]);
         topology.num_disp += is_used(topology.disp[index]) ? 1 : 0;
     }
     size first{topology.disp[0].width, topology.disp[0].height};
@@ -210,9 +179,9 @@ void add_topology(command_line& line)
     CLI::App* const sent = line.add(topology, "send", "Tell firmware and driver the host's layout",
                                     [=](invocation& given) { return send(given, *displays, *primary, *twinview); });
     sent->add_option("DISPLAY", *displays,
-                     "At most 4: WIDTHxHEIGHT+X+Y, with :ROTATION; or - for an entry without a display")
+                     "At most 4: WIDTHxHEIGHT+X+Y, with /ROTATION; or - for an entry without a display")
         ->required()
-        ->transform(form<parse_display>("WIDTHxHEIGHT+X+Y[:ROTATION]"));
+        ->transform(form<haldo::parse_display>(haldo::DISPLAY_FORM));
     sent->add_option("--primary", *primary, "The size of the primary display (that of the first one)")
         ->type_name("WIDTHxHEIGHT")
         ->transform(form<parse_size>("WIDTHxHEIGHT"));

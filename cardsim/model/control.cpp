@@ -1,5 +1,6 @@
 #include "control.h"
 
+#include "number_text.h"
 #include "profile.h"
 #include "render.h"
 
@@ -19,11 +20,11 @@ namespace
 
 using words = std::span<const std::string>;
 
-constexpr int schema_version = 1;
+constexpr int schema_version = 2;
 
 std::uint32_t number_up_to(std::uint32_t max, const std::string& text)
 {
-    const auto number = parse_number(text);
+    const auto number = haldo::parse_number<std::uint32_t>(text);
     if (!number || *number == 0 || *number > max)
         throw std::invalid_argument(in_quotes(text) + " is not a number from 1 to " + std::to_string(max));
     return *number;
@@ -97,7 +98,7 @@ std::string normal(card& to, words given)
 
 std::string seed(card& to, words given)
 {
-    const auto value = parse_number(given[1]);
+    const auto value = haldo::parse_number<std::uint32_t>(given[1]);
     if (!value)
         throw std::invalid_argument(in_quotes(given[1]) + " is not a number of 32 bits");
     to.seed(*value);
@@ -183,7 +184,7 @@ std::string_view short_name(const sVESK_REQUEST_STRUCT& request)
 
 std::uint32_t parse_code(std::string_view text)
 {
-    const auto number = parse_number(text);
+    const auto number = haldo::parse_number<std::uint32_t>(text);
     const auto* const found = std::ranges::find_if(vesk_requests, [&](const sVESK_REQUEST_STRUCT& known) {
         return number ? known.code == *number : text == known.name || text == short_name(known);
     });
@@ -194,7 +195,7 @@ std::uint32_t parse_code(std::string_view text)
 
 int parse_errno(std::string_view text)
 {
-    const auto number = parse_number(text);
+    const auto number = haldo::parse_number<std::uint32_t>(text);
     for (int error = 1; error < 256; ++error) {
         const char* name = strerrorname_np(error);
         if (name == nullptr || (text != name && number != static_cast<std::uint32_t>(error)))

@@ -1,12 +1,12 @@
 #include "fields.h"
 
 #include "bytes.h"
+#include "display_text.h"
+#include "number_text.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cctype>
-#include <charconv>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -24,13 +24,13 @@ namespace
 #define NO_KEY(...)
 #define CONTEXT(type, name) {"context." #name, AT(state, offered.kmp_context.name)},
 #define EACH_DISPLAY(name, member, how) \
-    {name ".1", AT(state, member[0]), how}, {name ".2", AT(state, member[1]), how}, \
-    {name ".3", AT(state, member[2]), how}, {name ".4", AT(state, member[3]), how}
-#define MONITOR(number, index) \
-    {"monitor." number ".vid", AT(state, kept.cached_topology.monitor[index].vid), form::TEXT}, \
-    {"monitor." number ".pid", AT(state, kept.cached_topology.monitor[index].pid), form::TEXT}, \
-    {"monitor." number ".serial", AT(state, kept.cached_topology.monitor[index].serial), form::TEXT}, \
-    {"monitor." number ".name", AT(state, kept.cached_topology.monitor[index].name), form::TEXT}
+    {name ".0", AT(state, member[0]), how}, {name ".1", AT(state, member[1]), how}, \
+    {name ".2", AT(state, member[2]), how}, {name ".3", AT(state, member[3]), how}
+#define MONITOR(index) \
+    {"monitor." #index ".vid", AT(state, kept.cached_topology.monitor[index].vid), form::TEXT}, \
+    {"monitor." #index ".pid", AT(state, kept.cached_topology.monitor[index].pid), form::TEXT}, \
+    {"monitor." #index ".serial", AT(state, kept.cached_topology.monitor[index].serial), form::TEXT}, \
+    {"monitor." #index ".name", AT(state, kept.cached_topology.monitor[index].name), form::TEXT}
 constexpr field state_table[] = {
     {"commands", AT(state, offered.commands), form::COMMANDS},
     {"readable", AT(state, offered.readable), form::VARIABLES},
@@ -38,7 +38,7 @@ constexpr field state_table[] = {
     VESK_KMP_PRI_CTXT_TABLE(CONTEXT)
     {"session.flags", AT(state, kept.sess_link.flags)},
     {"session.transitions", AT(state, kept.sess_link.trans_cnt)},
-    {"session.ip", AT(state, kept.sess_link.ip), form::TEXT},
+    {"session.peer", AT(state, kept.sess_link.ip), form::TEXT},
     {"tag.flags", AT(state, kept.sess_tag.flags)},
     {"tag.text", AT(state, kept.sess_tag.tag), form::TEXT},
     CARDSIM_VARIABLES(VALUE_KEY, NO_KEY)
@@ -57,7 +57,7 @@ constexpr field state_table[] = {
     EACH_DISPLAY("cached_display", kept.cached_topology.topo.disp, form::DISPLAY),
     EACH_DISPLAY("rate", kept.cached_topology.rate, form::NUMBER),
     {"primary", AT(state, kept.cached_topology.primary)},
-    MONITOR("1", 0), MONITOR("2", 1), MONITOR("3", 2), MONITOR("4", 3),
+    MONITOR(0), MONITOR(1), MONITOR(2), MONITOR(3),
     {"driver.feature_enable", AT(state, kept.feature_enable)},
     {"driver.feature_status", AT(state, kept.feature_status)},
     {"driver.last_status", AT(state, kept.last_status), form::WORDS},
@@ -129,7 +129,7 @@ std::string joined(const json& array)
 
 std::uint32_t number_of_bits(std::size_t bits, std::string_view text)
 {
-    const auto number = parse_number(text);
+    const auto number = haldo::parse_number<std::uint32_t>(text);
     if (!number || std::uint64_t{*number} >> bits != 0)
         refuse(text, "a number of " + std::to_string(bits) + " bits");
     return *number;
@@ -140,19 +140,10 @@ std::uint32_t word_of(std::string_view text)
     in_addr address{};
     if (inet_pton(AF_INET, std::string(text).c_str(), &address) == 1)
         return ntohl(address.s_addr);
-    const auto number = parse_number(text);
+    const auto number = haldo::parse_number<std::uint32_t>(text);
     if (!number)
         refuse(text, "a number of 32 bits or an IPv4 address");
     return *number;
-}
-
-std::uint32_t signed_number(std::string_view text)
-{
-    std::int32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size())
-        refuse(text, "a signed number of 32 bits");
-    return static_cast<std::uint32_t>(number);
 }
 
 std::vector<std::uint8_t> map_bytes(form how, std::size_t size, std::string_view text)
@@ -176,38 +167,6 @@ std::vector<std::uint8_t> map_bytes(form how, std::size_t size, std::string_view
     std::vector<std::uint8_t> bytes(size);
     write(bytes, map);
     return bytes;
-}
-
-std::string display_text(const sVESK_HALDO_DISPLAY_STRUCT& display)
-{
-    if (display.width == 0 && display.height == 0 && display.pos_x == 0 && display.pos_y == 0 && display.rotation == 0)
-        return "none";
-    char text[80];
-    std::snprintf(text, sizeof(text), "%ux%u%+d%+d", display.width, display.height, display.pos_x, display.pos_y);
-    return std::string(text) + (display.rotation != 0 ? "/" + std::to_string(display.rotation) : "");
-}
-
-sVESK_HALDO_DISPLAY_STRUCT display_of(std::string_view text)
-{
-    sVESK_HALDO_DISPLAY_STRUCT display{};
-    if (text == "none")
-        return display;
-    unsigned rotation = 0;
-    long long x = 0;
-    long long y = 0;
-    int length = 0;
-    const std::string whole(text);
-    // What a field cannot keep is not written again as it was read.
-    if (std::sscanf(whole.c_str(), "%5hux%5hu%12lld%12lld%n/%9u%n", &display.width, &display.height, &x, &y, &length,
-                    &rotation, &length) < 4)
-        length = 0;
-    display.pos_x = static_cast<std::int32_t>(x);
-    display.pos_y = static_cast<std::int32_t>(y);
-    display.rotation = rotation;
-    const bool is_whole = length != 0 && static_cast<std::size_t>(length) == whole.size();
-    if (!is_whole || display_text(display) != text)
-        refuse(text, "a display, WIDTHxHEIGHT+X+Y[/ROTATION] or none");
-    return display;
 }
 
 const field& find_key(std::string_view key)
@@ -237,17 +196,6 @@ std::string_view trimmed(std::string_view text)
     return begin == std::string_view::npos ? std::string_view() : text.substr(begin, end - begin + 1);
 }
 
-std::optional<std::uint32_t> parse_number(std::string_view text)
-{
-    const bool is_hex = text.starts_with("0x") || text.starts_with("0X");
-    text.remove_prefix(is_hex ? 2 : 0);
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, is_hex ? 16 : 10);
-    if (error != std::errc() || end != text.data() + text.size())
-        return std::nullopt;
-    return number;
-}
-
 json value_of(const field& of, std::span<const std::uint8_t> record)
 {
     const auto bytes = record.subspan(of.offset, of.size);
@@ -269,7 +217,7 @@ json value_of(const field& of, std::span<const std::uint8_t> record)
         return words;
     }
     case form::DISPLAY:
-        return display_text(read<sVESK_HALDO_DISPLAY_STRUCT>(bytes));
+        return haldo::display_text(read<sVESK_HALDO_DISPLAY_STRUCT>(bytes));
     case form::COMMANDS:
     case form::VARIABLES: {
         json names = json::array();
@@ -304,7 +252,10 @@ void set_field(const field& of, std::span<std::uint8_t> record, std::string_view
         put(number_of_bits(of.size * 8, text));
         break;
     case form::SIGNED:
-        put(signed_number(text));
+        if (const auto number = haldo::parse_number<std::int32_t>(text))
+            put(static_cast<std::uint32_t>(*number));
+        else
+            refuse(text, "a signed number of 32 bits");
         break;
     case form::FLAG:
         put(number_of_bits(1, text));
@@ -323,7 +274,10 @@ void set_field(const field& of, std::span<std::uint8_t> record, std::string_view
         break;
     }
     case form::DISPLAY:
-        write(bytes, display_of(text));
+        if (const auto display = haldo::parse_display(text))
+            write(bytes, *display);
+        else
+            refuse(text, std::string("a display, ") + haldo::DISPLAY_FORM + " or -");
         break;
     case form::COMMANDS:
     case form::VARIABLES:

@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -26,7 +25,7 @@ enum class form {
     FLAG,      // 0 or 1; true or false
     TEXT,      // as it is, up to the first zero byte; a string
     WORDS,     // numbers of 32 bits or dotted IPv4 addresses, apart by blanks, the rest zero; an array of numbers
-    DISPLAY,   // WIDTHxHEIGHT+X+Y, or -X or -Y, and /ROTATION unless it is 0, or none; a string
+    DISPLAY,   // as display_text.h has it; a string
     COMMANDS,  // all, none, the bit map's first word, or what it offers by name, apart by blanks; an array of names
     VARIABLES, // the same
 };
@@ -45,9 +44,6 @@ json value_of(const field& of, std::span<const std::uint8_t> record);
 // Sets a field from its text. Throws std::invalid_argument, whose message names the word, as in "'x' is not a number of
 // 8 bits"; the record is then as before.
 void set_field(const field& of, std::span<std::uint8_t> record, std::string_view text);
-
-// "0x" and hexadecimal digits, or decimal ones, of 32 bits.
-std::optional<std::uint32_t> parse_number(std::string_view text);
 
 // What a variable is called in a bit map.
 std::string variable_name(std::uint32_t id);

@@ -3,7 +3,7 @@
 //     # comment
 //     readable = sess_link sess_tag
 //     context.cur_shape_caches = 3
-//     display.2 = 1280x1024+1920+0
+//     display.1 = 1280x1024+1920+0
 //     session = 192.0.2.77
 //
 // A line is empty, a comment, or KEY=VALUE with blanks around either. Keys and values are those of the state

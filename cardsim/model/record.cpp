@@ -2,6 +2,7 @@
 
 #include "control.h"
 #include "journal.h"
+#include "number_text.h"
 
 #include <istream>
 #include <sstream>
@@ -39,7 +40,8 @@ std::vector<std::uint8_t> read_bytes(std::istringstream& line)
     std::vector<std::uint8_t> bytes;
     std::string word;
     while (line >> word && word != "->") {
-        const auto number = parse_number((word[0] == '(' ? "" : "0x") + word.substr(word.starts_with("(+") ? 2 : 0));
+        const auto number = haldo::parse_number<std::uint32_t>((word[0] == '(' ? "" : "0x") +
+                                                               word.substr(word.starts_with("(+") ? 2 : 0));
         if (!number || (word[0] != '(' && (word.size() != 2 || *number > 0xFF)) || *number > longest_record)
             refuse(word, "a byte");
         if (word[0] != '(') {
@@ -62,7 +64,7 @@ std::string repeat(card& on, const std::string& recorded)
     line >> node >> code >> name;
     if (node != node_name(VESK_NODE_HCC) && node != node_name(VESK_NODE_HDC))
         refuse(node, "a node");
-    const auto number = parse_number(code);
+    const auto number = haldo::parse_number<std::uint32_t>(code);
     if (!number)
         refuse(code, "the code of a request");
     std::vector<std::uint8_t> record = read_bytes(line);

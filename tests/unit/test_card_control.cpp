@@ -44,9 +44,9 @@ protected:
 TEST_F(CardControl, connects_and_disconnects_a_client)
 {
     EXPECT_EQ(run({"connect", "192.0.2.5"}), "");
-    EXPECT_EQ(state()["session"], (json{{"flags", 1}, {"transitions", 1}, {"ip", "192.0.2.5"}}));
+    EXPECT_EQ(state()["session"], (json{{"flags", 1}, {"transitions", 1}, {"peer", "192.0.2.5"}}));
     EXPECT_EQ(run({"disconnect"}), "");
-    EXPECT_EQ(state()["session"], (json{{"flags", 0}, {"transitions", 2}, {"ip", ""}}));
+    EXPECT_EQ(state()["session"], (json{{"flags", 0}, {"transitions", 2}, {"peer", ""}}));
 }
 
 TEST_F(CardControl, leaves_nothing_of_the_address_before)
@@ -194,7 +194,7 @@ TEST_F(CardControl, tells_what_the_client_shows_and_what_the_driver_was_told)
     EXPECT_EQ(card.request(VESK_NODE_HDC, 0x7911, tablet), 0);
     const json all = state();
     const json picture{{"kind", "ALPHA"}, {"width", 1}, {"height", 1}, {"arguments", {5, 6}}};
-    EXPECT_EQ(all["schema_version"], 1);
+    EXPECT_EQ(all["schema_version"], 2);
     EXPECT_EQ(all["client"], (json{{"shown", picture}, {"cache", {{"2", picture}}}}));
     EXPECT_EQ(all["driver"]["local_tablet"], 1);
     EXPECT_EQ(all["driver"]["pointer_reports"], 0);

@@ -98,10 +98,10 @@ TEST(CardState, puts_each_value_where_the_requests_find_it)
         {"stats", "5 6"},
         {"port", "0x1234"},
         {"host_state", "-3"},
-        {"display.2", "1280x1024-1280+56/3"},
-        {"cached_display.4", "1x2+3+4"},
-        {"rate.3", "254"},
-        {"monitor.2.serial", "fourteen chars"},
+        {"display.1", "1280x1024-1280+56/3"},
+        {"cached_display.3", "1x2+3+4"},
+        {"rate.2", "254"},
+        {"monitor.1.serial", "fourteen chars"},
         {"driver.kbd_delay", "65535"},
         {"pointer.visible", "1"},
         {"local_info", "4294967295"},
@@ -142,8 +142,8 @@ TEST(CardState, writes_values_as_they_are_read)
     EXPECT_EQ(after("commands", "0x80000001"), "avail_cmd bit31");
     EXPECT_EQ(after("commands", "bit255 var_get"), "var_get bit255");
     EXPECT_EQ(after("readable", "img_user_ext_cfg  sess_link"), "sess_link img_user_ext_cfg");
-    EXPECT_EQ(after("display.1", "none"), "none");
-    EXPECT_EQ(after("display.1", "65535x1-9-8"), "65535x1-9-8");
+    EXPECT_EQ(after("display.0", "-"), "-");
+    EXPECT_EQ(after("display.0", "65535x1-9-8"), "65535x1-9-8");
     EXPECT_EQ(after("link_info", "0x10 0.0.1.0"), "16 256 0 0 0 0 0 0");
     EXPECT_EQ(after("pointer.visible", "0x1"), "1");
     EXPECT_EQ(after("tag.text", ""), "");
@@ -166,17 +166,17 @@ TEST(CardState, names_the_word_that_is_wrong)
     EXPECT_EQ(set_error("host_state", "2147483648"), "'2147483648' is not a signed number of 32 bits");
     EXPECT_EQ(set_error("link_info", "1 x"), "'x' is not a number of 32 bits or an IPv4 address");
     EXPECT_EQ(set_error("link_info", "1 2 3 4 5 6 7 8 9"), "'9' is one word too many");
-    EXPECT_EQ(set_error("monitor.1.vid", "12345"), "'12345' is longer than 4 characters");
+    EXPECT_EQ(set_error("monitor.0.vid", "12345"), "'12345' is longer than 4 characters");
     for (const std::string text : {"", "1x2", "1x2+3", "1x2+3+4 ", "1x2+3+4/", "1x2+3+4/x", "65536x2+3+4", "-1x2+3+4",
-                                   "1x2+3+4/0", "01x2+3+4", "1x2+2147483648+0"})
-        EXPECT_EQ(set_error("display.1", text), "'" + text + "' is not a display, WIDTHxHEIGHT+X+Y[/ROTATION] or none");
+                                   "none", "1x2+3+4/0", "01x2+3+4", "1x2+2147483648+0"})
+        EXPECT_EQ(set_error("display.0", text), "'" + text + "' is not a display, WIDTHxHEIGHT+X+Y[/ROTATION] or -");
 }
 
 TEST(CardState, is_an_object_for_each_dot)
 {
     state of;
     set_state(of, "tag.text", "desk \"2\"");
-    set_state(of, "display.2", "1x2+3+4");
+    set_state(of, "display.1", "1x2+3+4");
     set_state(of, "host_state", "-1");
     const json all = state_json(of);
     EXPECT_EQ(all["commands"], (json{"avail_cmd", "var_get", "var_set"}));
@@ -184,10 +184,10 @@ TEST(CardState, is_an_object_for_each_dot)
     EXPECT_EQ(all["context"]["cur_shape_caches"], 16);
     EXPECT_EQ(all["tag"], (json{{"flags", 0}, {"text", "desk \"2\""}}));
     EXPECT_EQ(all["link_info"], (json{1, 1000, 2, 1500, 0x02000000, 7, 86400, 3}));
-    EXPECT_EQ(all["display"], (json{{"1", "1920x1080+0+0"}, {"2", "1x2+3+4"}, {"3", "none"}, {"4", "none"}}));
+    EXPECT_EQ(all["display"], (json{{"0", "1920x1080+0+0"}, {"1", "1x2+3+4"}, {"2", "-"}, {"3", "-"}}));
     EXPECT_EQ(all["host_state"], -1);
     EXPECT_EQ(all["pointer"]["visible"], false);
-    EXPECT_EQ(all["monitor"]["1"]["name"], "Haldo display");
+    EXPECT_EQ(all["monitor"]["0"]["name"], "Haldo display");
 }
 
 TEST(CardProfile, is_a_card_of_its_own_without_a_line)
@@ -295,7 +295,7 @@ TEST(CardProfile, has_its_keys_and_names_in_the_manual)
     for (const std::string& key : cardsim::state_keys()) {
         const std::string context = "context.";
         expect_there(key.starts_with(context) ? "," + key.substr(context.size())
-                                              : std::regex_replace(key, std::regex(R"(\.[1-4])"), ".N"));
+                                              : std::regex_replace(key, std::regex(R"(\.[0-3])"), ".N"));
     }
     for (std::uint32_t id = 0; id < HMI_VAR_COUNT; ++id)
         expect_there(cardsim::variable_name(id));

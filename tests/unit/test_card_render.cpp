@@ -33,7 +33,7 @@ class CardRender : public testing::Test
 protected:
     cardsim::card card;
 
-    CardRender() { set("display.1", "20x10+0+0"); }
+    CardRender() { set("display.0", "20x10+0+0"); }
 
     void set(const std::string& key, const std::string& text)
     {
@@ -87,7 +87,7 @@ struct decoded {
 
 TEST_F(CardRender, draws_the_displays_where_they_are)
 {
-    set("display.2", "30x20-30-5");
+    set("display.1", "30x20-30-5");
     const auto drawn = scene_of(card);
     EXPECT_EQ(drawn.width, 50);
     EXPECT_EQ(drawn.height, 20);
@@ -109,9 +109,9 @@ TEST_F(CardRender, draws_the_displays_where_they_are)
 
 TEST_F(CardRender, draws_an_empty_box_without_a_display)
 {
-    set("display.1", "none");
-    set("display.2", "5x0+9+9");
-    set("display.3", "0x5+9+9");
+    set("display.0", "-");
+    set("display.1", "5x0+9+9");
+    set("display.2", "0x5+9+9");
     const auto drawn = scene_of(card);
     EXPECT_EQ(drawn.rectangles, (std::vector<rectangle>{{0, 0, 640, 480, outside}}));
     EXPECT_EQ(drawn.width, 640);
@@ -156,7 +156,7 @@ TEST_F(CardRender, cuts_off_what_is_outside)
     EXPECT_TRUE(cursor().empty());
     show(0, 0, 0, {1, 2, 3, 0xFF, 1, 2, 3, 0xFF}, 0, 10);
     EXPECT_TRUE(cursor().empty());
-    set("display.1", "20x10+1+0");
+    set("display.0", "20x10+1+0");
     show(0, 0, 0, {1, 2, 3, 0xFF, 1, 2, 3, 0xFF}, 0, 5);
     EXPECT_EQ(cursor(), (std::vector<rectangle>{{0, 5, 1, 1, 0x030201}}));
 }
@@ -218,8 +218,8 @@ TEST_F(CardRender, scales_png_down_to_4096_pixels)
 
 TEST_F(CardRender, draws_the_largest_layout_there_can_be)
 {
-    set("display.1", "65535x65535-2147483648-2147483648");
-    set("display.2", "65535x65535+2147483647+2147483647");
+    set("display.0", "65535x65535-2147483648-2147483648");
+    set("display.1", "65535x65535+2147483647+2147483647");
     const decoded picture(render_png(scene_of(card)));
     EXPECT_LE(picture.width, 4096U);
     EXPECT_LE(picture.height, 4096U);

@@ -52,21 +52,21 @@ TEST_F(CardWords, tell_what_the_control_channel_carries)
     EXPECT_EQ(request(0x7805, {0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}), "HCC HMI_LOCAL_VAR_SET variable=0 value=-1 -> 0");
     EXPECT_EQ(request(0x7821, {1, 0, 0, 0, 1}), "HCC KMP_HDC_COMM_CTRL channel=1 open=1 -> 0");
     EXPECT_EQ(request(0x7840),
-              "HCC IMG_DISP_TOPO_GET -> 0 display.1=1920x1080+0+0 display.2=7x8-5+6/2 display.3=none display.4=none");
+              "HCC IMG_DISP_TOPO_GET -> 0 display.0=1920x1080+0+0 display.1=7x8-5+6/2 display.2=- display.3=-");
     bytes layout(12);
     layout[0] = 12;
     layout[8] = 9;
     EXPECT_EQ(request(0x7841, layout),
-              "HCC IMG_DISP_TOPO_SEND display.1=0x0+9+0 display.2=none display.3=none display.4=none -> 0");
-    EXPECT_EQ(request(0x7842), "HCC IMG_ASYNC_DISP_TOPO_GET -> 0 async_display.1=1920x1080+0+0 async_display.2=none "
-                               "async_display.3=none async_display.4=none async_value=11");
+              "HCC IMG_DISP_TOPO_SEND display.0=0x0+9+0 display.1=- display.2=- display.3=- -> 0");
+    EXPECT_EQ(request(0x7842), "HCC IMG_ASYNC_DISP_TOPO_GET -> 0 async_display.0=1920x1080+0+0 async_display.1=- "
+                               "async_display.2=- async_display.3=- async_value=11");
     EXPECT_EQ(request(0x7843, {16}),
-              "HCC IMG_CACHE_DISP_TOPO_GET -> 0 cached_display.1=1920x1080+0+0 cached_display.2=none "
-              "cached_display.3=none cached_display.4=none rate.1=60 rate.2=0 rate.3=0 rate.4=0 primary=0 "
-              "monitor.1.vid=\"VSK\" monitor.1.pid=\"1080\" monitor.1.serial=\"SN-0000000001\" "
-              "monitor.1.name=\"Haldo display\" monitor.2.vid=\"\" monitor.2.pid=\"\" monitor.2.serial=\"\" "
-              "monitor.2.name=\"\" monitor.3.vid=\"\" monitor.3.pid=\"\" monitor.3.serial=\"\" monitor.3.name=\"\" "
-              "monitor.4.vid=\"\" monitor.4.pid=\"\" monitor.4.serial=\"\" monitor.4.name=\"\"");
+              "HCC IMG_CACHE_DISP_TOPO_GET -> 0 cached_display.0=1920x1080+0+0 cached_display.1=- "
+              "cached_display.2=- cached_display.3=- rate.0=60 rate.1=0 rate.2=0 rate.3=0 primary=0 "
+              "monitor.0.vid=\"VSK\" monitor.0.pid=\"1080\" monitor.0.serial=\"SN-0000000001\" "
+              "monitor.0.name=\"Haldo display\" monitor.1.vid=\"\" monitor.1.pid=\"\" monitor.1.serial=\"\" "
+              "monitor.1.name=\"\" monitor.2.vid=\"\" monitor.2.pid=\"\" monitor.2.serial=\"\" monitor.2.name=\"\" "
+              "monitor.3.vid=\"\" monitor.3.pid=\"\" monitor.3.serial=\"\" monitor.3.name=\"\"");
     EXPECT_EQ(request(0x7845, {22, 0, 0, 0, 0, 0, 0, 0, 70}), "HCC IMG_USER_CFG_SET value=70 -> 0");
     EXPECT_EQ(request(0x7846, {23}), "HCC IMG_USER_CFG_REQ_GET -> 0 quality=80 b2l=30");
     EXPECT_EQ(request(0x7847, {24, 0, 0, 0, 0, 0, 0, 0, 71}), "HCC IMG_USER_CFG_CACHE_SET value=71 -> 0");
@@ -90,7 +90,7 @@ TEST_F(CardWords, tell_each_variable_by_its_name)
     EXPECT_EQ(get(2), "HCC HMI_VAR_GET variable=ipv4_cfg -> 0 ipv4=[1,3221225994,4294967040,3221225985,3221225986,"
                       "3221225987,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20]");
     EXPECT_EQ(get(3), "HCC HMI_VAR_GET variable=sess_link -> 0 session.flags=1 session.transitions=1 "
-                      "session.ip=\"192.0.2.5\"");
+                      "session.peer=\"192.0.2.5\"");
     EXPECT_EQ(get(4), "HCC HMI_VAR_GET variable=sess_tag -> 0 tag.flags=0 tag.text=\"desk 1\"");
     EXPECT_EQ(get(5), "HCC HMI_VAR_GET variable=conn_port -> 0 port=5000");
     EXPECT_EQ(get(6), "HCC HMI_VAR_GET variable=sess_stat -> 0 stats=[101,102,103,104,105,106,107,108,109,110,111,"

@@ -64,7 +64,7 @@ wait_line "$output" 'lcur_spd_get 0: 100'
 wait_line "$output" 'lcur_spd_get -500: *'
 ctl state >"$output"
 wait_line "$output" '    "text": "desk 2"'
-wait_line "$output" '    "ip": "192.0.2.5"'
+wait_line "$output" '    "peer": "192.0.2.5"'
 wait_line "$output" '    "KMP_CUR_SPD_GET": 2,'
 
 # Every request but one of a kind is answered while that one waits for its reply.
@@ -78,7 +78,7 @@ wait_line "$output" 'hdc_close 0'
 expect_present /proc/"$delayed"
 ctl disconnect
 ctl state >"$output"
-wait_line "$output" '    "ip": ""'
+wait_line "$output" '    "peer": ""'
 
 # A picture of the cursor, as a file of the one who asks.
 su alice -c "/opt/haldo/bin/guest-link shapes" >"$output" || true

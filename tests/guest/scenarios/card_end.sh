@@ -48,7 +48,7 @@ wait_until no_nodes
 expect_present /run/haldo-cardsim.socket
 start_card
 haldo-cardsim ctl state >"$output"
-wait_line "$output" '  "schema_version": 1,'
+wait_line "$output" '  "schema_version": 2,'
 kill %1
 card_ends 0
 

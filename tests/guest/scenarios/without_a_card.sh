@@ -14,7 +14,7 @@ expect_equal "haldoctl: the card refused the shape in slot 1
 haldoctl: the client does not offer the speed of the local cursor
 haldoctl: /dev/haldo_host0: No such file or directory" "$(cat errors)"
 for line in 'peer         192.0.2.77' 'transitions  1' 'shapes.0.file       docs/arrow.png' 'shapes.0.cached     no' \
-    'visible     yes' 'x           960' '  "schema_version": 1,' 'peer         192.0.2.78'; do
+    'visible     yes' 'x           960' '  "schema_version": 2,' 'peer         192.0.2.78'; do
     wait_line said "$line"
 done
 wait_line build/card.log 'HDC 0x7907 HDC_IOCTL_KMP_CUR_SHAPE *-> EIO'

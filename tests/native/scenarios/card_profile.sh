@@ -28,14 +28,14 @@ Try 'haldo-cardsim --help'.
 END
 
 # Every one that ships.
-while read -r profile ip line; do
+while read -r profile peer line; do
     haldo-cardsim run --profile "$profile" haldo-cardsim ctl state >"$output"
-    wait_line "$output" "    \"ip\": \"$ip\""
+    wait_line "$output" "    \"peer\": \"$peer\""
     wait_line "$output" "    $line"
 done <<'END'
 full 192.0.2.77 "haldo_kmp_1_supported": 1,
 minimal-firmware 192.0.2.77 "haldo_kmp_1_supported": 0,
-client-sc 192.0.2.81 "2": "1920x1080+2560+180",
+client-sc 192.0.2.81 "1": "1920x1080+2560+180",
 client-idle-hide 192.0.2.82 "idle_hide": 30,
 brokered 192.0.2.90 "text": "brokered desk"
 END
@@ -53,4 +53,4 @@ Try 'haldo-cardsim --help'.
 END
 cp "$build/cardsim/profiles/full.profile" "$here/usr/share/haldo-cardsim"
 haldo-cardsim run --profile full haldo-cardsim ctl state >"$output"
-wait_line "$output" '    "ip": "192.0.2.77"'
+wait_line "$output" '    "peer": "192.0.2.77"'

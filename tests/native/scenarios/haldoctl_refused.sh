@@ -38,7 +38,7 @@ for command in 'session show' 'session watch' net port 'stats show'; do
     refused_at HMI_VAR_GET 2 $command
 done
 haldo-cardsim ctl fail HMI_VAR_GET EIO 3
-golden refused_net_addresses 1 net
+golden refused_net_ipv4 1 net
 refused_at HMI_VAR_GET 3 wol show # behind the tag
 haldo-cardsim ctl fail HMI_VAR_SET EIO 3 # without a reason, too
 refused_at HMI_VAR_SET 2 session disconnect

@@ -47,7 +47,7 @@ golden wol_show_brokered 3 wol show
 golden wol_set_brokered 3 wol set --flags 1
 ctl 0 tag set --flags 0 $'a\e[2J\tb'
 prints tag get <<'END'
-tag       a\x1B[2J\x09b
+text      a\x1B[2J\x09b
 brokered  no
 flags     0
 END
@@ -55,14 +55,14 @@ ctl 0 tag set $'\xFF'
 golden tag_get_no_text 0 tag get
 ctl 0 tag set ''
 prints tag get <<END
-tag       -
+text      -
 brokered  no
 flags     0
 END
 wait_event 'HCC release'
 ctl 0 tag set "$(printf '%0240d' 7)"
 prints tag get <<END
-tag       $(printf '%0240d' 7)
+text      $(printf '%0240d' 7)
 brokered  no
 flags     0
 END
@@ -76,7 +76,7 @@ HCC release
 END
 prints net <<END
 link_info  1 1000 2 1500 33554432 7 86400 3
-ipv4_cfg   1 3221225994 4294967040 3221225985 3221225986 3221225987 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20
+ipv4       1 3221225994 4294967040 3221225985 3221225986 3221225987 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20
 END
 wait_event 'HCC release'
 golden port 0 port

@@ -13,14 +13,14 @@ golden topology_cached 0 topology cached
 sends <<<'HCC 0x7843 HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET 10 00 00 00 (+268 zero) -> 0'
 
 # An entry without a size whose rate is a mark is no failure; the last one decides.
-haldo-cardsim ctl set rate.2=255
+haldo-cardsim ctl set rate.1=255
 golden topology_cached_not_active 0 topology cached
-haldo-cardsim ctl set rate.3=254
+haldo-cardsim ctl set rate.2=254
 golden topology_cached_no_caching 0 topology cached
 wait_event 'HCC release'
 wait_event 'HCC release'
 
-golden topology_send 0 topology send 1920x1080+0+0 - 1280x1024-1280+56:0x3 --twinview -1
+golden topology_send 0 topology send 1920x1080+0+0 - 1280x1024-1280+56/3 --twinview -1
 wait_event "$session"
 wait_event 'HCC 0x7841 HCC_IOCTL_IMG_DISP_TOPO_SEND 0C 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 80 07 38 04 00 *'
 wait_event 'HCC 0x7910 HDC_IOCTL_KMP_DISP_TOPO_SET FF FF FF FF 02 00 00 00 00 FB FF FF 7F 07 00 00 00 00 00 00 37 04 *'
@@ -32,12 +32,14 @@ prints topology show --svg "$here/layout.svg" <<END
 message              0
 reserved             0
 displays.0.index     0
+displays.0.geometry  1920x1080+0+0
 displays.0.x         0
 displays.0.y         0
 displays.0.width     1920
 displays.0.height    1080
 displays.0.rotation  0
 displays.1.index     2
+displays.1.geometry  1280x1024-1280+56/3
 displays.1.x         -1280
 displays.1.y         56
 displays.1.width     1280
@@ -67,14 +69,32 @@ expect_file "$here/layout.svg" <<'END'
 </svg>
 END
 
+# Each reads what the other prints.
+displays=(1920x1080+0+0 - 1280x1024-1280+56/3 1x65535+2147483647-2147483648/4294967295)
+displays_of_card() { haldo-cardsim ctl state | sed -nE '/^  "display": /,/\}/s/.*: "(.*)",?$/\1/p'; }
+for index in "${!displays[@]}"; do
+    haldo-cardsim ctl set "display.$index=${displays[index]}"
+done
+mapfile -t printed < <(displays_of_card)
+expect_equal "${displays[*]}" "${printed[*]}"
+ctl 0 topology send "${printed[@]}"
+expect_equal "${displays[*]}" "$(displays_of_card | paste -sd ' ')"
+ctl 0 topology show
+mapfile -t printed < <(sed -nE 's/^displays.*(index|geometry) +//p' "$results")
+expect_equal "0 ${displays[0]} 2 ${displays[2]} 3 ${displays[3]}" "${printed[*]}"
+for at in 0 2 4; do
+    haldo-cardsim ctl set "display.${printed[at]}=${printed[at + 1]}"
+done
+expect_equal "${displays[*]}" "$(displays_of_card | paste -sd ' ')"
+
 # drawn_on COLUMNS <<END: the drawing on a terminal that is so wide
 drawn_on() {
     script -qec "stty cols $1; haldoctl topology show" /dev/null </dev/null | tr -d '\r' | grep '^[^a-z]' >"$results"
     expect_file "$results"
 }
 
-# Hexadecimal sizes and positions, and a primary display of its own.
-ctl 0 topology send 0x64x0x32+0x0-0x32 100x50+100-50 200x50+0+0 --primary -5x0x10
+# A primary display of its own.
+ctl 0 topology send 100x50+0-50 100x50+100-50 200x50+0+0 --primary -5x16
 drawn_on 40 <<'END'
 +-------------------+------------------+
 | 0                 | 1                |

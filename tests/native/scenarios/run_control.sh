@@ -19,9 +19,9 @@ other=$(cat "$here/192.0.2.2.control")
 expect_equal '700 600' "$(stat -c %a "$(dirname "$other")" "$here/socket" | paste -sd ' ')"
 
 haldo-cardsim ctl --control "$here/socket" state >"$output"
-wait_line "$output" '    "ip": "192.0.2.1"'
+wait_line "$output" '    "peer": "192.0.2.1"'
 haldo-cardsim ctl --control "$other" state >"$output"
-wait_line "$output" '    "ip": "192.0.2.2"'
+wait_line "$output" '    "peer": "192.0.2.2"'
 haldo-cardsim ctl --control "$here/socket" set port=4711
 haldo-cardsim ctl --control "$here/socket" render "$here/view.svg"
 expect_present "$here/view.svg"
@@ -38,7 +38,7 @@ done
 wait "$first" "$second"
 wait_line "$here/192.0.2.1.state" '  "port": 4711,'
 expect_equal 0 "$(grep -c '"port": 4711' "$here/192.0.2.2.state" || true)"
-wait_line "$here/192.0.2.2.state" '    "ip": "192.0.2.2"'
+wait_line "$here/192.0.2.2.state" '    "peer": "192.0.2.2"'
 expect_absent "$here/socket" "$other" "$(dirname "$other")"
 
 # A program that lost its way, or asks the card of a machine, says so.
