@@ -19,8 +19,7 @@ json check(invocation& given, const std::string& file, bool is_strict)
         errors += one.is_error ? 1 : 0;
         *given.text +=
             harmless(file + ":" + std::to_string(one.line) + ": " + (one.key.empty() ? "" : one.key + ": ")) +
-            given.paint(one.is_error ? invocation::RED : invocation::YELLOW, severity) + ": " +
-            harmless(sentence(one)) + "\n";
+            paint(one.is_error ? colour::RED : colour::YELLOW, severity) + ": " + harmless(sentence(one)) + "\n";
         findings.push_back({{"line", one.line},
                             {"key", one.key.empty() ? json() : json(one.key)},
                             {"severity", severity},

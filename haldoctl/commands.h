@@ -22,19 +22,9 @@ void add_completions(command_line& line);
 
 inline void add_commands(command_line& line)
 {
-    add_capabilities(line);
-    add_session(line);
-    add_tag(line);
-    add_network(line);
-    add_imaging(line);
-    add_topology(line);
-    add_cursor(line);
-    add_kmp(line);
-    add_status(line);
-    add_doctor(line);
-    add_check_config(line);
-    add_metrics(line);
-    add_completions(line);
+    for (const auto add : {add_capabilities, add_session, add_tag, add_network, add_imaging, add_topology, add_cursor,
+                           add_kmp, add_status, add_doctor, add_check_config, add_metrics, add_completions})
+        add(line);
 }
 
 } // namespace haldoctl

@@ -1,5 +1,6 @@
 // cursor: the local cursor of the session's client, its pointer and its shapes.
 #include "commands.h"
+#include "options.h"
 #include "shape.h"
 
 #include <ctime>
@@ -16,18 +17,6 @@ unsigned int time_stamp_now()
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<unsigned int>(now.tv_sec * 1000 + now.tv_nsec / 1'000'000);
-}
-
-json switch_on(invocation& given)
-{
-    given.require(given.kmp_link().lcur_lkbd_enable(), "the local cursor and keyboard");
-    return {{"local_cursor", true}};
-}
-
-json switch_off(invocation& given)
-{
-    given.require(given.kmp_link().lcur_lkbd_disable(), "the local cursor and keyboard");
-    return {{"local_cursor", false}};
 }
 
 json set_visible(invocation& given, bool visible, std::optional<unsigned int> time_stamp)
@@ -49,25 +38,6 @@ json move_if_new(invocation& given, unsigned short x, unsigned short y)
 {
     given.require(given.link().lcur_pointer_location_set_if_new(x, y), "to move the pointer");
     return {{"x", x}, {"y", y}, {"time_stamp", nullptr}};
-}
-
-json get_speed(invocation& given)
-{
-    unsigned int speed = 0;
-    given.require(given.kmp_link().lcur_spd_get(&speed), "the speed of the local cursor");
-    return {{"speed", speed}};
-}
-
-json set_speed(invocation& given, unsigned int speed)
-{
-    given.require(given.kmp_link().lcur_spd_set(speed), "to set the speed of the local cursor");
-    return {{"speed", speed}};
-}
-
-json set_idle_hide(invocation& given, unsigned int value)
-{
-    given.require(given.kmp_link().lcur_idle_hide_set(value), "to hide an idle local cursor");
-    return {{"idle_hide", value}};
 }
 
 json show_slot(invocation& given, unsigned int slot)
@@ -133,8 +103,12 @@ json show_shapes(invocation& given, const shape_options& options)
 void add_cursor(command_line& line)
 {
     CLI::App& cursor = line.add_group(line.root(), "cursor", "The local cursor");
-    line.add(cursor, "enable", "Switch local cursor and keyboard on", switch_on);
-    line.add(cursor, "disable", "Switch local cursor and keyboard off", switch_off);
+    line.add(cursor, "enable", "Switch local cursor and keyboard on",
+             operation(&cVESK_HALDO_LINK::lcur_lkbd_enable, {{"local_cursor", true}}, "the local cursor and keyboard",
+                       &invocation::kmp_link));
+    line.add(cursor, "disable", "Switch local cursor and keyboard off",
+             operation(&cVESK_HALDO_LINK::lcur_lkbd_disable, {{"local_cursor", false}}, "the local cursor and keyboard",
+                       &invocation::kmp_link));
 
     auto time_stamp = std::make_shared<std::optional<unsigned int>>();
     const auto add_time_stamp = [&](CLI::App* to) {
@@ -159,14 +133,19 @@ void add_cursor(command_line& line)
         ->excludes(add_time_stamp(moved));
 
     CLI::App& speed = line.add_group(cursor, "speed", "The speed of the local cursor");
-    line.add(speed, "get", "Show it", get_speed);
+    line.add(speed, "get", "Show it",
+             reading(&cVESK_HALDO_LINK::lcur_spd_get, std::identity(), "speed", "the speed of the local cursor",
+                     &invocation::kmp_link));
     auto value = std::make_shared<unsigned int>();
-    line.add(speed, "set", "Set it", [=](invocation& given) { return set_speed(given, *value); })
+    line.add(speed, "set", "Set it",
+             setting(&cVESK_HALDO_LINK::lcur_spd_set, value, "speed", "to set the speed of the local cursor",
+                     &invocation::kmp_link))
         ->add_option("SPEED", *value, "The speed")
         ->required()
         ->transform(number(KMP_CUR_SPD_MIN, KMP_CUR_SPD_MAX));
     line.add(cursor, "idle-hide", "Set how an idle local cursor is hidden",
-             [=](invocation& given) { return set_idle_hide(given, *value); })
+             setting(&cVESK_HALDO_LINK::lcur_idle_hide_set, value, "idle_hide", "to hide an idle local cursor",
+                     &invocation::kmp_link))
         ->add_option("VALUE", *value, "The driver's to interpret")
         ->required()
         ->transform(number<unsigned int>());

@@ -1,7 +1,7 @@
 #include "daemon_state.h"
 
-#include "command_line.h"
 #include "daemon_paths.h"
+#include "invocation.h"
 #include "vesk_log.h"
 
 #include <algorithm>

@@ -165,8 +165,8 @@ json doctor(invocation& given)
     std::string text;
     for (const auto& [issue, remedy] : all) {
         pairs.push_back({{"issue", issue}, {"remedy", remedy}});
-        text += given.paint(invocation::RED, "issue") + "   " + harmless(issue) + "\n" +
-                given.paint(invocation::GREEN, "remedy") + "  " + harmless(remedy) + "\n";
+        text += paint(colour::RED, "issue") + "   " + harmless(issue) + "\n" + paint(colour::GREEN, "remedy") + "  " +
+                harmless(remedy) + "\n";
     }
     given.text = text.empty() ? "nothing stands in the way\n" : text;
     given.status = all.empty() ? DONE : REFUSED;

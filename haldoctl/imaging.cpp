@@ -1,5 +1,6 @@
 // imaging: the user's imaging preference, and what the client requested.
 #include "commands.h"
+#include "options.h"
 
 namespace haldoctl
 {
@@ -14,18 +15,6 @@ json show_requested(invocation& given)
     return {{"quality", cfg.qual}, {"b2l", cfg.b2l}};
 }
 
-json set_preference(invocation& given, unsigned int preference)
-{
-    given.require(given.link().img_user_cfg_set(preference), "to set the imaging preference");
-    return {{"preference", preference}};
-}
-
-json cache_preference(invocation& given, unsigned int preference)
-{
-    given.require(given.link().img_user_cfg_cache_set(preference), "to set the cached imaging preference");
-    return {{"cached_preference", preference}};
-}
-
 } // namespace
 
 void add_imaging(command_line& line)
@@ -33,11 +22,13 @@ void add_imaging(command_line& line)
     CLI::App& imaging = line.add_group(line.root(), "imaging", "The user's imaging preference");
     line.add(imaging, "show", "What the client requested", show_requested);
     auto preference = std::make_shared<unsigned int>();
-    for (CLI::App* const setting : {line.add(imaging, "set", "Set it for the running session",
-                                             [=](invocation& given) { return set_preference(given, *preference); }),
-                                    line.add(imaging, "cache", "Set it for sessions to come",
-                                             [=](invocation& given) { return cache_preference(given, *preference); })})
-        setting->add_option("PREFERENCE", *preference, "The preference")
+    for (CLI::App* const added : {line.add(imaging, "set", "Set it for the running session",
+                                           setting(&cVESK_HALDO_LINK::img_user_cfg_set, preference, "preference",
+                                                   "to set the imaging preference")),
+                                  line.add(imaging, "cache", "Set it for sessions to come",
+                                           setting(&cVESK_HALDO_LINK::img_user_cfg_cache_set, preference,
+                                                   "cached_preference", "to set the cached imaging preference"))})
+        added->add_option("PREFERENCE", *preference, "The preference")
             ->required()
             ->transform(number(0, IMG_USER_CFG_MAX));
 }

@@ -1,5 +1,6 @@
 // kmp, keyboard, tablet: the path of keyboard, mouse and pointer, what was agreed on for it, and the driver's part.
 #include "commands.h"
+#include "options.h"
 
 namespace haldoctl
 {
@@ -22,12 +23,6 @@ json open_path(invocation& given, bool holds)
         given.text = "";
     }
     return {{"open", !holds}};
-}
-
-json close_path(invocation& given)
-{
-    given.require(given.link().hdc_close(), "to close the KMP path");
-    return {{"open", false}};
 }
 
 json show_context(invocation& given)
@@ -88,18 +83,6 @@ json repeat_set(invocation& given, unsigned short delay, unsigned short interval
     return {{"delay", delay}, {"interval", interval}};
 }
 
-json process_new_tablets(invocation& given)
-{
-    given.require(given.link().proc_new_hoip_tablets(), "to process new tablets");
-    return {{"process_new", true}};
-}
-
-json host_ready(invocation& given)
-{
-    given.require(given.link().send_hoip_host_ready(), "to tell the client that the host is ready");
-    return {{"host_ready", true}};
-}
-
 } // namespace
 
 void add_kmp(command_line& line)
@@ -110,7 +93,8 @@ void add_kmp(command_line& line)
              [=](invocation& given) { return open_path(given, *holds); })
         ->add_flag("--hold", *holds, "Hold it open until interrupted, and close it then")
         ->disable_flag_override();
-    line.add(kmp, "close", "Close the path", close_path);
+    line.add(kmp, "close", "Close the path",
+             operation(&cVESK_HALDO_LINK::hdc_close, {{"open", false}}, "to close the KMP path"));
     line.add(kmp, "context", "What firmware and client have agreed on", show_context);
     line.add(kmp, "status", "The status of local cursor and keyboard, and the driver's last one", show_status);
 
@@ -132,8 +116,11 @@ void add_kmp(command_line& line)
         ->transform(number<unsigned short>());
 
     CLI::App& tablet = line.add_group(line.root(), "tablet", "HID-over-IP tablets");
-    line.add(tablet, "process-new", "Tell the driver to process new ones", process_new_tablets);
-    line.add(tablet, "host-ready", "Tell the client that the host is ready for them", host_ready);
+    line.add(tablet, "process-new", "Tell the driver to process new ones",
+             operation(&cVESK_HALDO_LINK::proc_new_hoip_tablets, {{"process_new", true}}, "to process new tablets"));
+    line.add(tablet, "host-ready", "Tell the client that the host is ready for them",
+             operation(&cVESK_HALDO_LINK::send_hoip_host_ready, {{"host_ready", true}},
+                       "to tell the client that the host is ready"));
 }
 
 } // namespace haldoctl

@@ -3,6 +3,7 @@
 #include "commands.h"
 #include "daemon_state.h"
 #include "offers.h"
+#include "options.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,5 +1,6 @@
 // net, port, stats, wol, unicode, local-info: the card's network, and the words that firmware and driver keep.
 #include "commands.h"
+#include "options.h"
 
 namespace haldoctl
 {
@@ -22,26 +23,6 @@ json net(invocation& given)
         given.require(cfg_result, "the IPv4 configuration");
     return {{"link_info", info_result == VESK_OK ? json(link_info.words) : json()},
             {"ipv4", cfg_result == VESK_OK ? json(ipv4_cfg.words) : json()}};
-}
-
-json port(invocation& given)
-{
-    sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT conn_port{};
-    given.require(given.link().conn_port_get(&conn_port), "the port of the connection");
-    return {{"port", conn_port.port}};
-}
-
-json show_stats(invocation& given)
-{
-    sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT sess_stat{};
-    given.require(given.link().sess_stat_get(&sess_stat), "the session's statistics");
-    return {{"stats", sess_stat.words}};
-}
-
-json reset_stats(invocation& given)
-{
-    given.require(given.link().sess_stat_reset(), "to reset the session's statistics");
-    return {{"reset", true}};
 }
 
 json described(const wol_record& cfg)
@@ -80,48 +61,41 @@ json set_wol(invocation& given, const std::optional<std::string>& mac, const std
     return described(cfg);
 }
 
-json set_unicode(invocation& given, unsigned int mode)
-{
-    given.require(given.link().unicode_set(mode), "to switch the Unicode mode");
-    return {{"unicode", mode}};
-}
-
-json local_info(invocation& given)
-{
-    unsigned int word = 0;
-    given.require(given.link().local_info_get(&word), "the local information");
-    return {{"local_info", word}};
-}
-
 } // namespace
 
 void add_network(command_line& line)
 {
     line.add(line.root(), "net", "The words of the card's network link and IPv4 configuration", net);
-    line.add(line.root(), "port", "The port of the connection", port);
+    line.add(line.root(), "port", "The port of the connection",
+             reading(&cVESK_HALDO_LINK::conn_port_get, &sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT::port, "port",
+                     "the port of the connection"));
 
     CLI::App& stats = line.add_group(line.root(), "stats", "The session's statistics");
-    line.add(stats, "show", "Show their words", show_stats);
-    line.add(stats, "reset", "Set them to zero", reset_stats);
+    line.add(stats, "show", "Show their words",
+             reading(&cVESK_HALDO_LINK::sess_stat_get, &sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT::words, "stats",
+                     "the session's statistics"));
+    line.add(stats, "reset", "Set them to zero",
+             operation(&cVESK_HALDO_LINK::sess_stat_reset, {{"reset", true}}, "to reset the session's statistics"));
 
     CLI::App& wol = line.add_group(line.root(), "wol", "The wake-on-LAN configuration");
     line.add(wol, "show", "Show it", [](invocation& given) { return described(read_wol(given)); });
     auto mac = std::make_shared<std::optional<std::string>>();
     auto ip = std::make_shared<std::optional<std::string>>();
     auto flags = std::make_shared<std::optional<unsigned int>>();
-    CLI::App* const setting = line.add(wol, "set", "Change what is given of it",
+    CLI::App* const changed = line.add(wol, "set", "Change what is given of it",
                                        [=](invocation& given) { return set_wol(given, *mac, *ip, *flags); });
-    setting->add_option("--mac", *mac, "The MAC address")->transform(text_up_to(sizeof(wol_record::mac)));
-    setting->add_option("--ip", *ip, "The IPv4 address")->transform(text_up_to(sizeof(wol_record::ip)));
-    setting->add_option("--flags", *flags, "The flags, the firmware's")->transform(number<std::uint8_t>());
+    changed->add_option("--mac", *mac, "The MAC address")->transform(text_up_to(sizeof(wol_record::mac)));
+    changed->add_option("--ip", *ip, "The IPv4 address")->transform(text_up_to(sizeof(wol_record::ip)));
+    changed->add_option("--flags", *flags, "The flags, the firmware's")->transform(number<std::uint8_t>());
 
     auto mode = std::make_shared<unsigned int>();
     line.add(line.root(), "unicode", "Switch the card's Unicode mode",
-             [=](invocation& given) { return set_unicode(given, *mode); })
+             setting(&cVESK_HALDO_LINK::unicode_set, mode, "unicode", "to switch the Unicode mode"))
         ->add_option("MODE", *mode, "Sent as it is; 0: off")
         ->required()
         ->transform(number<unsigned int>());
-    line.add(line.root(), "local-info", "The driver's local information word", local_info);
+    line.add(line.root(), "local-info", "The driver's local information word",
+             reading(&cVESK_HALDO_LINK::local_info_get, std::identity(), "local_info", "the local information"));
 }
 
 } // namespace haldoctl

@@ -1,7 +1,7 @@
 // session: the session's link, its end, and the state of the host's session.
 #include "commands.h"
-
 #include "number_text.h"
+#include "options.h"
 
 #include <charconv>
 #include <ctime>
@@ -75,13 +75,6 @@ json disconnect(invocation& given, unsigned int reason)
     return {{"disconnected", true}, {"reason", is_told ? json(reason) : json()}};
 }
 
-json host_state_get(invocation& given)
-{
-    auto state = HMI_HOST_SESSION_STATE_FIRST;
-    given.require(given.link().host_sess_state_get(&state), "the state of the host's session");
-    return {{"host_state", static_cast<int>(state)}};
-}
-
 json host_state_set(invocation& given, unsigned int state)
 {
     given.require(given.link().host_sess_state_set(static_cast<eVESK_HALDO_HMI_HOST_SESSION_STATE>(state)),
@@ -113,7 +106,9 @@ void add_session(command_line& line)
         ->capture_default_str();
 
     CLI::App& host_state = line.add_group(session, "host-state", "The state of the host's session");
-    line.add(host_state, "get", "Show what the driver keeps", host_state_get);
+    line.add(host_state, "get", "Show what the driver keeps",
+             reading(&cVESK_HALDO_LINK::host_sess_state_get, std::identity(), "host_state",
+                     "the state of the host's session"));
     auto state = std::make_shared<unsigned int>();
     line.add(host_state, "set", "Tell the driver", [=](invocation& given) { return host_state_set(given, *state); })
         ->add_option("STATE", *state, "What it means is the firmware's")

@@ -1,6 +1,6 @@
 #include "shape.h"
 
-#include "command_line.h"
+#include "failure.h"
 
 #include <png.h>
 

@@ -245,7 +245,7 @@ void add_daemon(screen& all)
 
 json status(invocation& given)
 {
-    screen all(given.columns);
+    screen all(columns());
     add_card(all, given);
     add_daemon(all);
     given.text = all.text();

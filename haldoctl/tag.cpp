@@ -1,5 +1,6 @@
 // tag: the session tag.
 #include "commands.h"
+#include "options.h"
 
 namespace haldoctl
 {

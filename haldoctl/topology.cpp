@@ -2,6 +2,7 @@
 #include "commands.h"
 #include "display_text.h"
 #include "layout.h"
+#include "options.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -67,7 +68,7 @@ json show(invocation& given, const head& words, const std::string& svg_path)
         write_file(svg_path, draw_svg(displays));
     const json result{
         {"message", topology.message}, {"reserved", topology.reserved}, {"displays", described(displays)}};
-    given.text = fields(result) + draw_text(displays, given.columns);
+    given.text = fields(result) + draw_text(displays, columns());
     return result;
 }
 
