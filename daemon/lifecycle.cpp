@@ -23,13 +23,22 @@ static constexpr const char* BRANCH = "HEAD";
 static constexpr pid_t INIT_PID = 1;
 static constexpr unsigned int PARENT_PATIENCE_S = 2;
 
+// Standard output is prepared already: the log's own writer would do that its way.
+static void print_line(eVESK_LOG_LEVEL level, const char* function, const char* text)
+{
+    vesk_log_print(stdout, level, function, text);
+}
+
 void prepare_standard_streams()
 {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
         if (fcntl(fd, F_GETFD) == -1)
             open("/dev/null", O_RDWR); // gives the lowest free one, which is this one
     }
+    static char line[400];
+    std::setvbuf(stdout, line, _IOLBF, sizeof(line));
     __fsetlocking(stdout, FSETLOCKING_BYCALLER);
+    vesk_log_set_writer(print_line);
 }
 
 void log_version_at_start()

@@ -13,8 +13,9 @@ class cVESK_HALDO_LINK;
 #define LOG_MAIN_E(...) VESK_LOG_AS("main", VESK_LOG_ERROR, __VA_ARGS__)
 
 // Opens /dev/null on those of the descriptors 0 to 2 that the starting process left closed: otherwise a device node
-// would take their place, and the log the device node's. Takes the lock from standard output: daemon_handler logs, and
-// may interrupt a line at any instruction. Before anything is logged.
+// would take their place, and the log the device node's. Gives standard output a buffer of one line instead of a page
+// of the heap, and no lock: daemon_handler logs, and may interrupt a line at any instruction. Before anything is
+// logged.
 void prepare_standard_streams();
 
 // Two version lines each: for the shell that starts the daemon, and for the log of the one that runs.

@@ -129,8 +129,7 @@ static void print_on_standard_output(eVESK_LOG_LEVEL level, const char* function
 {
     static bool is_line_buffered = false;
     if (!is_line_buffered) {
-        static char buffer[LINE_SIZE]; // the stream's own would be a page of the heap
-        std::setvbuf(stdout, buffer, _IOLBF, sizeof(buffer));
+        std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // the buffer is not ours: a plug-in may be unloaded
         is_line_buffered = true;
     }
     vesk_log_print(stdout, level, function, text);
