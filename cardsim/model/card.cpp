@@ -231,42 +231,6 @@ std::span<const std::uint8_t> card::last_record(std::uint32_t code) const
     return found != m_last_records.end() ? std::span(found->second) : std::span<const std::uint8_t>();
 }
 
-const std::map<std::uint32_t, card::handler> card::handlers{
-    {HCC_IOCTL_HMI_AVAIL_CMD.code, &card::avail_cmd},
-    {HCC_IOCTL_HMI_VAR_GET.code, &card::var_get},
-    {HCC_IOCTL_HMI_VAR_SET.code, &card::var_set},
-    {HCC_IOCTL_HMI_LOCAL_VAR_GET.code, &card::local_var_get},
-    {HCC_IOCTL_HMI_LOCAL_VAR_SET.code, &card::local_var_set},
-    {VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL.code, &card::comm_ctrl},
-    {HCC_IOCTL_KMP_PRI_CTXT_GET.code, &card::pri_ctxt_get},
-    {HCC_IOCTL_IMG_DISP_TOPO_GET.code, &card::disp_topo_get},
-    {HCC_IOCTL_IMG_DISP_TOPO_SEND.code, &card::disp_topo_send},
-    {HCC_IOCTL_IMG_ASYNC_DISP_TOPO_GET.code, &card::async_disp_topo_get},
-    {HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET.code, &card::cache_disp_topo_get},
-    {HCC_IOCTL_IMG_USER_CFG_SET.code, &card::user_cfg_set},
-    {HCC_IOCTL_IMG_USER_CFG_REQ_GET.code, &card::user_cfg_req_get},
-    {HCC_IOCTL_IMG_USER_CFG_CACHE_SET.code, &card::user_cfg_cache_set},
-    {VESK_HALDO_HDC_IOCTL_KMP_HDC_OPEN.code, &card::hdc_open},
-    {VESK_HALDO_HDC_IOCTL_KMP_HDC_CLOSE.code, &card::hdc_close},
-    {HDC_IOCTL_KMP_FEAT_EN.code, &card::feat_en},
-    {HDC_IOCTL_KMP_FEAT_STAT_GET.code, &card::feat_stat_get},
-    {HDC_IOCTL_KMP_KBD_REPEAT.code, &card::kbd_repeat},
-    {HDC_IOCTL_KMP_CUR_SHAPE_BMP.code, &card::cur_shape_bmp},
-    {HDC_IOCTL_KMP_CUR_SHAPE.code, &card::cur_shape},
-    {VESK_HALDO_HDC_IOCTL_KMP_CUR_POS.code, &card::cur_pos},
-    {VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS.code, &card::cur_vis},
-    {HDC_IOCTL_KMP_CUR_IDLE_HIDE.code, &card::cur_idle_hide},
-    {HDC_IOCTL_KMP_CUR_SPD_GET.code, &card::cur_spd_get},
-    {HDC_IOCTL_KMP_CUR_SPD_SET.code, &card::cur_spd_set},
-    {HDC_IOCTL_KMP_LAST_STAT_GET.code, &card::last_stat_get},
-    {HDC_IOCTL_KMP_KBD_REPEAT_GET.code, &card::kbd_repeat_get},
-    {VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW.code, &card::cur_pos_if_new},
-    {HDC_IOCTL_KMP_DISP_TOPO_SET.code, &card::kmp_disp_topo_set},
-    {HDC_IOCTL_KMP_DRIVER_CFG_SET.code, &card::driver_cfg_set},
-    {HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB.code, &card::hoip_proc_new_tab},
-    {HDC_IOCTL_KMP_HOIP_HOST_RDY.code, &card::hoip_host_rdy},
-};
-
 card::reply card::answer(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record)
 {
     const sVESK_REQUEST_STRUCT* known = find_request(code);
@@ -282,10 +246,23 @@ card::reply card::answer(eVESK_NODE node, std::uint32_t code, std::span<std::uin
     std::erase_if(m_orders, [&](const ordered& one) { return one.code == code && one.nth == requests(code); });
     if (ordered_result < 0)
         return {ordered_result, delay_ms};
-    const int result = (this->*handlers.at(code))(record);
+    const int result = handle(code, record);
     if (result == 0 && is_random)
         std::ranges::generate(record, [this] { return static_cast<std::uint8_t>(m_random()); });
     return {result == 0 ? ordered_result : result, delay_ms};
+}
+
+int card::handle(std::uint32_t code, std::span<std::uint8_t> record)
+{
+    switch (code) {
+#define REQUEST(code, name, ...)                                                                                       \
+    case code:                                                                                                         \
+        return on_##name(record);
+        VESK_REQUEST_TABLE(REQUEST)
+#undef REQUEST
+    default:
+        return -ENOTTY;
+    }
 }
 
 std::int64_t card::order_in_effect(std::uint32_t code, effect what) const
@@ -303,13 +280,13 @@ void card::write_journal(std::string_view line) const
         m_journal(line);
 }
 
-int card::avail_cmd(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_HMI_AVAIL_CMD(std::span<std::uint8_t> record)
 {
     write(record, offered.commands);
     return 0;
 }
 
-int card::var_get(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_HMI_VAR_GET(std::span<std::uint8_t> record)
 {
     auto variable = read<sVESK_HALDO_HCC_HMI_VAR_STRUCT>(record);
     const bool is_map = variable.var_id == HMI_VAR_AVAIL_VAR;
@@ -326,7 +303,7 @@ int card::var_get(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::var_set(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_HMI_VAR_SET(std::span<std::uint8_t> record)
 {
     auto variable = read<sVESK_HALDO_HCC_HMI_VAR_STRUCT>(record);
     const bool is_map = variable.var_id == HMI_VAR_AVAIL_VAR;
@@ -352,7 +329,7 @@ int card::var_set(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::local_var_get(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_HMI_LOCAL_VAR_GET(std::span<std::uint8_t> record)
 {
     auto variable = read<sVESK_HALDO_HCC_HMI_LOCAL_VAR_STRUCT>(record);
     if (variable.var_id > HMI_LOCAL_VAR_LOCAL_INFO || variable.value != 0)
@@ -363,7 +340,7 @@ int card::local_var_get(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::local_var_set(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_HMI_LOCAL_VAR_SET(std::span<std::uint8_t> record)
 {
     const auto variable = read<sVESK_HALDO_HCC_HMI_LOCAL_VAR_STRUCT>(record);
     if (variable.var_id != HMI_LOCAL_VAR_HOST_SESS_STATE)
@@ -372,7 +349,7 @@ int card::local_var_set(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::comm_ctrl(std::span<std::uint8_t> record)
+int card::on_VESK_HALDO_HCC_IOCTL_KMP_HDC_COMM_CTRL(std::span<std::uint8_t> record)
 {
     const auto control = read<sVESK_HALDO_HCC_KMP_HDC_COMM_CTRL_STRUCT>(record);
     if (control.channel != KMP_HDC_COMM_CHANNEL || control.open > 1)
@@ -382,7 +359,7 @@ int card::comm_ctrl(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::pri_ctxt_get(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_KMP_PRI_CTXT_GET(std::span<std::uint8_t> record)
 {
     if (read<sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT>(record).request != KMP_PRI_CTXT_REQUEST)
         return -EINVAL;
@@ -390,13 +367,13 @@ int card::pri_ctxt_get(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::disp_topo_get(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_IMG_DISP_TOPO_GET(std::span<std::uint8_t> record)
 {
     write_layout(record, kept.topology);
     return 0;
 }
 
-int card::disp_topo_send(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_IMG_DISP_TOPO_SEND(std::span<std::uint8_t> record)
 {
     const auto topology = read<sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT>(record);
     if (!is_message(topology, IMG_MSG_DISP_TOPO_SEND))
@@ -405,13 +382,13 @@ int card::disp_topo_send(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::async_disp_topo_get(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_IMG_ASYNC_DISP_TOPO_GET(std::span<std::uint8_t> record)
 {
     write_layout(record, kept.async_topology);
     return 0;
 }
 
-int card::cache_disp_topo_get(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET(std::span<std::uint8_t> record)
 {
     if (!offers(offered.readable, HMI_VAR_CACHED_TOPO))
         return -EOPNOTSUPP;
@@ -433,17 +410,17 @@ int card::keep_preference(std::span<const std::uint8_t> record, eVESK_HALDO_IMG_
     return 0;
 }
 
-int card::user_cfg_set(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_IMG_USER_CFG_SET(std::span<std::uint8_t> record)
 {
     return keep_preference(record, IMG_MSG_USER_CFG_SET, &kept.img_preference);
 }
 
-int card::user_cfg_cache_set(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_IMG_USER_CFG_CACHE_SET(std::span<std::uint8_t> record)
 {
     return keep_preference(record, IMG_MSG_USER_CFG_CACHE_SET, &kept.img_cached_preference);
 }
 
-int card::user_cfg_req_get(std::span<std::uint8_t> record)
+int card::on_HCC_IOCTL_IMG_USER_CFG_REQ_GET(std::span<std::uint8_t> record)
 {
     auto requested = read<sVESK_HALDO_HCC_IMG_USER_CFG_REQ_STRUCT>(record);
     if (!offers(offered.readable, HMI_VAR_IMG_USER_EXT_CFG))
@@ -456,7 +433,7 @@ int card::user_cfg_req_get(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::hdc_open(std::span<std::uint8_t>)
+int card::on_VESK_HALDO_HDC_IOCTL_KMP_HDC_OPEN(std::span<std::uint8_t>)
 {
     if (!m_channel_open)
         return -ENOTCONN;
@@ -464,7 +441,7 @@ int card::hdc_open(std::span<std::uint8_t>)
     return 0;
 }
 
-int card::hdc_close(std::span<std::uint8_t>)
+int card::on_VESK_HALDO_HDC_IOCTL_KMP_HDC_CLOSE(std::span<std::uint8_t>)
 {
     m_path_open = false;
     return 0;
@@ -482,18 +459,18 @@ int card::keep_value(std::span<const std::uint8_t> record, std::uint8_t flag, eV
     return 0;
 }
 
-int card::feat_en(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_FEAT_EN(std::span<std::uint8_t> record)
 {
     return keep_value(record, offered.kmp_context.haldo_kmp_1_supported, KMP_MSG_FEAT_EN, {0, 1}, &kept.feature_enable);
 }
 
-int card::feat_stat_get(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_FEAT_STAT_GET(std::span<std::uint8_t> record)
 {
     return answer_zero(record,
                        sVESK_HALDO_HDC_KMP_VALUE_STRUCT{0, (kept.feature_status & ~1U) | (kept.feature_enable & 1U)});
 }
 
-int card::kbd_repeat(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_KBD_REPEAT(std::span<std::uint8_t> record)
 {
     const auto sent = read<sVESK_HALDO_HDC_KMP_KBD_REPEAT_STRUCT>(record);
     if (sent.header != KMP_MSG_KBD_REPEAT || sent.reserved != 0)
@@ -503,14 +480,14 @@ int card::kbd_repeat(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::kbd_repeat_get(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_KBD_REPEAT_GET(std::span<std::uint8_t> record)
 {
     if (offered.kmp_context.kbd_client_auto_repeat_supported == 0)
         return -EOPNOTSUPP;
     return answer_zero(record, sVESK_HALDO_HDC_KMP_KBD_REPEAT_STRUCT{0, 0, kept.kbd_interval, kept.kbd_delay});
 }
 
-int card::cur_shape_bmp(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_CUR_SHAPE_BMP(std::span<std::uint8_t> record)
 {
     const int result = client.show(offered.kmp_context, record);
     if (result == -ESTALE)
@@ -518,7 +495,7 @@ int card::cur_shape_bmp(std::span<std::uint8_t> record)
     return result;
 }
 
-int card::cur_shape(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_CUR_SHAPE(std::span<std::uint8_t> record)
 {
     const int result = client.select(offered.kmp_context, record);
     if (result == -ESTALE) {
@@ -528,7 +505,7 @@ int card::cur_shape(std::span<std::uint8_t> record)
     return result;
 }
 
-int card::cur_pos(std::span<std::uint8_t> record)
+int card::on_VESK_HALDO_HDC_IOCTL_KMP_CUR_POS(std::span<std::uint8_t> record)
 {
     const auto sent = read<sVESK_HALDO_HDC_KMP_CUR_POS_STRUCT>(record);
     if (sent.header != KMP_MSG_CUR_POS)
@@ -539,7 +516,7 @@ int card::cur_pos(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::cur_pos_if_new(std::span<std::uint8_t> record)
+int card::on_VESK_HALDO_HDC_IOCTL_KMP_CUR_POS_IF_NEW(std::span<std::uint8_t> record)
 {
     const auto sent = read<sVESK_HALDO_HDC_KMP_CUR_POS_IF_NEW_STRUCT>(record);
     kept.pointer_x = sent.x;
@@ -547,7 +524,7 @@ int card::cur_pos_if_new(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::cur_vis(std::span<std::uint8_t> record)
+int card::on_VESK_HALDO_HDC_IOCTL_KMP_CUR_VIS(std::span<std::uint8_t> record)
 {
     const auto sent = read<sVESK_HALDO_HDC_KMP_CUR_VIS_STRUCT>(record);
     if (sent.header != KMP_MSG_CUR_VIS || sent.visible > 1 || !is_zero(sent.reserved))
@@ -557,48 +534,48 @@ int card::cur_vis(std::span<std::uint8_t> record)
     return 0;
 }
 
-int card::cur_idle_hide(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_CUR_IDLE_HIDE(std::span<std::uint8_t> record)
 {
     return keep_value(record, offered.kmp_context.cur_shape_fadeout_enable, KMP_MSG_CUR_IDLE_HIDE, {}, &kept.idle_hide);
 }
 
-int card::cur_spd_get(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_CUR_SPD_GET(std::span<std::uint8_t> record)
 {
     if (offered.kmp_context.cur_speed_update_enable == 0)
         return -EOPNOTSUPP;
     return answer_zero(record, sVESK_HALDO_HDC_KMP_VALUE_STRUCT{0, kept.cursor_speed});
 }
 
-int card::cur_spd_set(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_CUR_SPD_SET(std::span<std::uint8_t> record)
 {
     return keep_value(record, offered.kmp_context.cur_speed_update_enable, KMP_MSG_CUR_SPD,
                       {KMP_CUR_SPD_MIN, KMP_CUR_SPD_MAX}, &kept.cursor_speed);
 }
 
-int card::last_stat_get(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_LAST_STAT_GET(std::span<std::uint8_t> record)
 {
     return answer_zero(record, kept.last_status);
 }
 
-int card::hoip_proc_new_tab(std::span<std::uint8_t>)
+int card::on_HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB(std::span<std::uint8_t>)
 {
     ++kept.new_tablet_requests;
     return 0;
 }
 
-int card::hoip_host_rdy(std::span<std::uint8_t>)
+int card::on_HDC_IOCTL_KMP_HOIP_HOST_RDY(std::span<std::uint8_t>)
 {
     ++kept.host_ready_requests;
     return 0;
 }
 
-int card::kmp_disp_topo_set(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_DISP_TOPO_SET(std::span<std::uint8_t> record)
 {
     kept.driver_topology = read<sVESK_HALDO_HDC_KMP_DISP_TOPO_STRUCT>(record);
     return 0;
 }
 
-int card::driver_cfg_set(std::span<std::uint8_t> record)
+int card::on_HDC_IOCTL_KMP_DRIVER_CFG_SET(std::span<std::uint8_t> record)
 {
     const auto configuration = read<sVESK_HALDO_HDC_KMP_DRIVER_CFG_CTRL_STRUCT>(record);
     if (configuration.type >= m_driver_settings.size())

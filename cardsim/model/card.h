@@ -275,10 +275,6 @@ public:
     std::span<const std::uint8_t> last_record(std::uint32_t code) const;
 
 private:
-    using handler = int (card::*)(std::span<std::uint8_t> record);
-
-    static const std::map<std::uint32_t, handler> handlers;
-
     reply answer(eVESK_NODE node, std::uint32_t code, std::span<std::uint8_t> record);
     void add_order(ordered one);
     std::int64_t order_in_effect(std::uint32_t code, effect what) const;
@@ -293,39 +289,11 @@ private:
     static int keep_value(std::span<const std::uint8_t> record, std::uint8_t flag, eVESK_HALDO_HDC_KMP_MSG message,
                           limits between, std::uint32_t* value);
 
-    int avail_cmd(std::span<std::uint8_t> record);
-    int var_get(std::span<std::uint8_t> record);
-    int var_set(std::span<std::uint8_t> record);
-    int local_var_get(std::span<std::uint8_t> record);
-    int local_var_set(std::span<std::uint8_t> record);
-    int comm_ctrl(std::span<std::uint8_t> record);
-    int pri_ctxt_get(std::span<std::uint8_t> record);
-    int disp_topo_get(std::span<std::uint8_t> record);
-    int disp_topo_send(std::span<std::uint8_t> record);
-    int async_disp_topo_get(std::span<std::uint8_t> record);
-    int cache_disp_topo_get(std::span<std::uint8_t> record);
-    int user_cfg_set(std::span<std::uint8_t> record);
-    int user_cfg_req_get(std::span<std::uint8_t> record);
-    int user_cfg_cache_set(std::span<std::uint8_t> record);
-    int hdc_open(std::span<std::uint8_t> record);
-    int hdc_close(std::span<std::uint8_t> record);
-    int feat_en(std::span<std::uint8_t> record);
-    int feat_stat_get(std::span<std::uint8_t> record);
-    int kbd_repeat(std::span<std::uint8_t> record);
-    int kbd_repeat_get(std::span<std::uint8_t> record);
-    int cur_shape_bmp(std::span<std::uint8_t> record);
-    int cur_shape(std::span<std::uint8_t> record);
-    int cur_pos(std::span<std::uint8_t> record);
-    int cur_pos_if_new(std::span<std::uint8_t> record);
-    int cur_vis(std::span<std::uint8_t> record);
-    int cur_idle_hide(std::span<std::uint8_t> record);
-    int cur_spd_get(std::span<std::uint8_t> record);
-    int cur_spd_set(std::span<std::uint8_t> record);
-    int last_stat_get(std::span<std::uint8_t> record);
-    int kmp_disp_topo_set(std::span<std::uint8_t> record);
-    int driver_cfg_set(std::span<std::uint8_t> record);
-    int hoip_proc_new_tab(std::span<std::uint8_t> record);
-    int hoip_host_rdy(std::span<std::uint8_t> record);
+    // What each request does, by its name.
+    int handle(std::uint32_t code, std::span<std::uint8_t> record);
+#define CARDSIM_HANDLER(code, name, ...) int on_##name(std::span<std::uint8_t> record);
+    VESK_REQUEST_TABLE(CARDSIM_HANDLER)
+#undef CARDSIM_HANDLER
 
     journal m_journal;
     std::vector<ordered> m_orders; // nth counted from the card's first request of the code
