@@ -7,4 +7,4 @@ cd "$here" || exit
 for command in "${card_commands[@]}"; do
     absent '/dev/haldo_host0: No such file or directory' "$command"
 done
-golden no_node 4 session show
+golden no_node 4 capabilities
