@@ -8,7 +8,7 @@ declare -A packages=(
     [guest]="user-mode-linux busybox-static procps bsdutils mount python3"
     [check]="clang libclang-rt-dev clang-format shellcheck gcovr man-db python3 python3-jsonschema valgrind zsh fish"
     [cross]="g++-aarch64-linux-gnu g++-arm-linux-gnueabihf g++-s390x-linux-gnu googletest qemu-user"
-    [bench]="python3 python3-matplotlib valgrind strace"
+    [bench]="python3 valgrind strace"
     [distributions]="mmdebstrap uidmap"
 )
 
