@@ -31,15 +31,9 @@ public:
     {
         for (const Run& run : runs)
             if (run.run_type == Run::RT_Iteration)
-                times[run.run_name.function_name].push_back(run.GetAdjustedRealTime());
+                times[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
     }
-    double median(const char* name)
-    {
-        std::vector<double>& all = times.at(name);
-        const auto middle = all.begin() + static_cast<std::ptrdiff_t>(all.size() / 2);
-        std::nth_element(all.begin(), middle, all.end());
-        return *middle;
-    }
+    double least(const char* name) { return *std::min_element(times.at(name).begin(), times.at(name).end()); }
 
 private:
     std::map<std::string, std::vector<double>> times;
@@ -95,7 +89,7 @@ timing measure(loop_function ours, loop_function reference)
     add("reference", reference);
     collector times;
     benchmark::RunSpecifiedBenchmarks(&times);
-    return {times.median("ours"), times.median("reference")};
+    return {times.least("ours"), times.least("reference")};
 }
 
 void print(const comparison& what, timing result)

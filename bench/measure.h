@@ -23,8 +23,8 @@ struct timing {
     double reference;
 };
 
-// Short repetitions of both alternate at random, so that whatever else the machine does meets both. Of each the median
-// is taken. Under callgrind it makes three dumps of what one turn of ours executes instead.
+// Short repetitions of both alternate at random, so that whatever else the machine does meets both. Of each the least
+// processor time is taken. Under callgrind it makes three dumps of what one turn of ours executes instead.
 timing measure(loop_function ours, loop_function reference);
 
 struct comparison {
