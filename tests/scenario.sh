@@ -158,6 +158,27 @@ has_line() {
 
 wait_line() { wait_until has_line "$1" "$2" || differs "no line of $1 is like it" "$2" "$(dateless "$1")"; }
 
+# A picture, as a PNG file on standard output: all four channels of its pixels are BYTE.
+# png WIDTH HEIGHT BYTE
+png() {
+    python3 - "$@" <<'END'
+import struct
+import sys
+import zlib
+
+width, height, byte = map(int, sys.argv[1:])
+
+
+def chunk(kind, data):
+    return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+
+
+head = struct.pack(">IIBBBBB", width, height, 8, 6, 0, 0, 0)
+rows = (b"\0" + bytes((byte,)) * (4 * width)) * height
+sys.stdout.buffer.write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", head) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
+END
+}
+
 # The other expectations
 
 expect_equal() { [[ $1 == "$2" ]] || differs "not equal" "$1" "$2"; }

@@ -16,11 +16,11 @@ times() { grep -cx "$1" "$journal" || true; }
 # One of three waits for the reply to its first request; the other two come, get all of theirs, and go.
 haldo-cardsim ctl delay HMI_AVAIL_CMD 3600000 1
 clients=()
-su alice -c "/opt/haldo/bin/guest-link imaging" >"$here/late" &
+su alice -c "/opt/haldo/bin/haldoctl imaging show" >"$here/late" &
 late=$!
 wait_event 'HCC 0x7801 *'
 for client in 1 2; do
-    su alice -c "/opt/haldo/bin/guest-link imaging" >"$here/client$client" &
+    su alice -c "/opt/haldo/bin/haldoctl imaging show" >"$here/client$client" &
     clients+=($!)
 done
 wait "${clients[@]}"
@@ -39,18 +39,21 @@ expect_present /proc/"$late"
 
 # One that is killed while it waits is gone at once; the card serves on.
 haldo-cardsim ctl delay HMI_AVAIL_CMD 3600000 1
-guest-link imaging >"$output" &
+haldoctl imaging show >"$output" &
 killed=$!
 four_have_asked() { [ "$(times 'HCC 0x7801 .*')" = 5 ]; }
 wait_until four_have_asked
 kill -KILL "$killed"
 expect_gone "$killed"
 wait "$killed" || true
-su alice -c "/opt/haldo/bin/guest-link imaging" >"$here/client3"
+su alice -c "/opt/haldo/bin/haldoctl imaging show" >"$here/client3"
 expect_equal "$(dateless "$here/client1")" "$(dateless "$here/client3")"
 expect_present /proc/"$late"
 
-# The late one's reply comes when the card ends.
+# The late one's reply comes when the card ends, and it finds nothing offered then.
 kill %1
-wait %1 "$late"
+wait %1
+result=0
+wait "$late" || result=$?
+expect_equal 3 "$result"
 expect_absent "${nodes[@]}"

@@ -58,30 +58,35 @@ ctl connect 192.0.2.5
 ctl set context.cur_shape_fadeout_enable=0
 ctl set tag.text=desk 2
 ctl fail KMP_CUR_SPD_GET EIO 2
-su alice -c "/opt/haldo/bin/guest-link kmp" >"$output"
-wait_line "$output" 'is_client_sc 1'
-wait_line "$output" 'lcur_spd_get 0: 100'
-wait_line "$output" 'lcur_spd_get -500: *'
+su alice -c "/opt/haldo/bin/haldoctl capabilities" >"$output"
+wait_line "$output" 'client.is_client_sc  *yes'
+su alice -c "/opt/haldo/bin/haldoctl cursor speed get" >"$output"
+expect_file "$output" <<<'speed  100'
+result=0
+su alice -c "/opt/haldo/bin/haldoctl cursor speed get" >"$output" 2>&1 || result=$?
+expect_equal 1 "$result"
 ctl state >"$output"
 wait_line "$output" '    "text": "desk 2"'
 wait_line "$output" '    "peer": "192.0.2.5"'
-wait_line "$output" '    "KMP_CUR_SPD_GET": 2,'
+wait_line "$output" '    "KMP_CUR_SPD_GET": 2'
 
 # Every request but one of a kind is answered while that one waits for its reply.
 ctl delay KMP_PRI_CTXT_GET 3600000 1
-su alice -c "/opt/haldo/bin/guest-link kmp" >"$here/delayed" &
+read_events
+((seen += ${#events[@]}))
+su alice -c "/opt/haldo/bin/haldoctl kmp context" >"$here/delayed" &
 delayed=$!
-wait_event 'HDC 0x7903 *'
 wait_event 'HCC 0x7822 *'
-su alice -c "/opt/haldo/bin/guest-link kmp" >"$output"
-wait_line "$output" 'hdc_close 0'
+su alice -c "/opt/haldo/bin/haldoctl cursor speed get" >"$output"
+expect_file "$output" <<<'speed  100'
 expect_present /proc/"$delayed"
 ctl disconnect
 ctl state >"$output"
 wait_line "$output" '    "peer": ""'
 
 # A picture of the cursor, as a file of the one who asks.
-su alice -c "/opt/haldo/bin/guest-link shapes" >"$output" || true
+png 32 32 128 >"$here/cursor.png"
+haldoctl cursor shape "$here/cursor.png" >"$output"
 ctl set pointer.visible=1
 ctl set pointer.x=100
 (cd "$here" && haldo-cardsim ctl render view.svg && haldo-cardsim ctl render view.png)
@@ -92,5 +97,5 @@ expect_equal 89504e470d0a1a0a "$(head -c 8 "$here/view.png" | od -An -tx1 | tr -
 expect_present /proc/"$delayed"
 kill %1
 wait %1 "$delayed"
-wait_line "$here/delayed" 'hdc_close *'
+wait_line "$here/delayed" 'hoip_enable  *1'
 expect_absent "${nodes[@]}" /run/haldo-cardsim.socket

@@ -61,8 +61,8 @@ start_card --journal "$here/small/journal"
 exec 3<"${nodes[0]}"
 wait_line "$here/card" 'haldo-cardsim: journal: No space left on device'
 expect_equal '0HCC ' "$(tail -c 5 "$here/small/journal")"
-guest-link kmp >"$output"
-wait_line "$output" 'hdc_close 0'
+haldoctl kmp close >"$output"
+expect_file "$output" <<<'open  no'
 kill %1
 card_ends 1
 exec 3<&-
@@ -78,8 +78,8 @@ card=$!
 wait_until nodes_exist
 kill "$reader"
 wait "$reader" 2>/dev/null || true
-guest-link kmp >"$output"
-wait_line "$output" 'hdc_close 0'
+haldoctl kmp close >"$output"
+expect_file "$output" <<<'open  no'
 kill "$card"
 result=0
 wait "$card" || result=$?

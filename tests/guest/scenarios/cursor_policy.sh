@@ -13,14 +13,14 @@ expect_policy() {
     start_card --context cur_shape_fadeout_enable="$1"
     : >/tmp/haldohostsw.pid
     : >"$output"
-    warden --program guest-link -- guest-link policy
+    warden --program guest-policy -- guest-policy
     expect_file "$output" <<END
 $(log_line lcur_lkbd_disable E 'not supported')
 user_session_end 0
 $(log_line kmp_pri_ctxt_get I 'hoip_enable=1: local tablet mode supported by host and client')
 enable_local_cursor_with_relative_reports 1
-lcur_lkbd_dev_feat_stat_get 0: A0B0C01
-lcur_lkbd_dev_feat_stat_get 0: A0B0C00
+status A0B0C01
+status A0B0C00
 update_driver_cfg 1
 user_session_end -1
 END

@@ -9,7 +9,7 @@ twenty_times() {
 }
 
 start_card --fail 0x7900=EBUSY --fail 0x7902
-warden --program guest-link -- guest-link policy
+warden --program guest-policy -- guest-policy
 expect_file "$output" <<END
 $(log_line lcur_lkbd_disable E 'not supported')
 user_session_end -1
@@ -18,10 +18,10 @@ $(twenty_times "$(log_line synch_ioctl E 'ioctl 0x00007900 failed (rv=-1)')
 $(log_line hdc_open E 'VESK_HALDO_HDC_IOCTL_KMP_HDC_OPEN(OPEN) failed (ret=-500)')
 $(log_line enable_local_cursor_with_relative_reports E 'hdc_open() failed')")
 enable_local_cursor_with_relative_reports 0
-lcur_lkbd_dev_feat_stat_get 0: A0B0C00
+status A0B0C00
 $(log_line synch_ioctl E 'ioctl 0x00007902 failed (rv=-1)')
 $(log_line lcur_lkbd_disable E 'HDC_IOCTL_KMP_FEAT_EN failed (ret=-500)')
-lcur_lkbd_dev_feat_stat_get 0: A0B0C00
+status A0B0C00
 update_driver_cfg 1
 $(log_line synch_ioctl E 'ioctl 0x00007902 failed (rv=-1)')
 $(log_line lcur_lkbd_disable E 'HDC_IOCTL_KMP_FEAT_EN failed (ret=-500)')

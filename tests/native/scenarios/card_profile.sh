@@ -1,9 +1,9 @@
 # The simulated card takes what it offers and holds from a profile, shipped or a file, and from other options after it.
 haldo-cardsim run --session 192.0.2.99 --context hoip_enable=0 --profile client-sc -- \
-    sh -c 'guest-link kmp; guest-link session' >"$output"
-wait_line "$output" 'is_client_sc 1'
-wait_line "$output" 'hoip_avail -511'
-wait_line "$output" '*192.0.2.99*'
+    sh -c 'haldoctl capabilities && haldoctl session show' >"$output"
+wait_line "$output" 'client.is_client_sc  *yes'
+wait_line "$output" 'client.hoip  *no'
+wait_line "$output" 'peer  *192.0.2.99'
 
 cat >"$here/own.profile" <<'END'
 # a card of our own
@@ -11,11 +11,11 @@ readable = sess_stat conn_port
 context.cur_shape_fadeout_enable = 7
 port = 4711
 END
-haldo-cardsim run --profile "$here/own.profile" sh -c 'guest-link offers; guest-link kmp; guest-link network' >"$output"
-wait_line "$output" 'sess_stat_get_avail 0'
-wait_line "$output" 'link_info_get_avail -511'
-wait_line "$output" 'is_client_sc 0'
-wait_line "$output" '*4711*'
+haldo-cardsim run --profile "$here/own.profile" sh -c 'haldoctl capabilities && haldoctl port' >"$output"
+wait_line "$output" 'firmware.sess_stat_get  *yes'
+wait_line "$output" 'firmware.link_info_get  *no'
+wait_line "$output" 'client.is_client_sc  *no'
+wait_line "$output" 'port  4711'
 
 # A profile that is wrong is refused like any other word.
 echo 'port = all' >"$here/own.profile"

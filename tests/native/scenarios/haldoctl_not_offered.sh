@@ -12,6 +12,8 @@ for command in 'session show' 'session watch' 'session disconnect' 'net' 'port' 
     golden "not_offered_${name//[ -]/_}" 3 $command
     sends </dev/null
 done
+ctl 0 local-info # which no map offers
+sends <<<'HCC 0x7804 HCC_IOCTL_HMI_LOCAL_VAR_GET 01 00 00 00 00 00 00 00 -> 0'
 golden not_offered_wol_show 3 wol show
 golden not_offered_wol_set 3 wol set --flags 1
 golden not_offered_topology_send 3 topology send 1x1+0+0

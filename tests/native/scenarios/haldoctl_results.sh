@@ -14,6 +14,17 @@ $get 04 00 00 00 (+248 zero) -> 0
 $context
 END
 
+# Each predicate by the bit of its own map; a tag that cannot be read does not stand in the way of wake-on-LAN.
+haldo-cardsim ctl set readable=0x2806
+haldo-cardsim ctl set writable=0x1510
+golden some_capabilities 0 capabilities
+sends <<END
+$get 04 00 00 00 (+248 zero) -> EOPNOTSUPP
+$context
+END
+haldo-cardsim ctl set readable=all
+haldo-cardsim ctl set writable=all
+
 golden completions 0 completions bash
 
 golden session_show 0 session show

@@ -53,8 +53,8 @@ while '"KMP_HOIP_PROC_NEW_TAB": 1' not in os.popen("haldo-cardsim ctl state").re
 assert haldo.request(node, 0x7913) == 0
 os._exit(0)
 END
-guest-link imaging >"$output"
-wait_line "$output" 'img_user_cfg_req_get 0: *'
+haldoctl imaging show >"$output"
+wait_line "$output" 'quality  80'
 expect_present "/proc/$late"
 expect_equal '' "$(cat "$here/late")"
 kill -KILL "$late"
