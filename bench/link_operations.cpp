@@ -112,20 +112,13 @@ using requested = sVESK_HALDO_HCC_IMG_USER_CFG_REQ_STRUCT;
     RESULT(name, "", zeros, (), reference_offered(reference.map, HMI_VAR_##variable)),
 #define AGREES(name, ...) \
     RESULT(name, "", zeros, (), reference_agreed<[](const reference_link& link) { return __VA_ARGS__; }>(reference)),
-#define VARIABLE(name, arguments, request, map, id, payload, size, statements)                                         \
+#define VARIABLE(name, arguments, access, payload, ...)                                                                \
     MEASURED(name, "", zeros, out.result = ours.name arguments,                                                        \
-             static const reference_variable row{request, map, HMI_VAR_##id, size, reference_variable::statements};    \
-             out.result = reference_access(reference, row, &payload)),
-#define READ(name, map, id, out, statements) \
-    VARIABLE(name, (&out), HCC_IOCTL_HMI_VAR_GET, map, id, out, sizeof(out), statements)
-#define WRITTEN(name, arguments, map, id, in, size, statements) \
-    VARIABLE(name, arguments, HCC_IOCTL_HMI_VAR_SET, map, id, in, size, statements)
-#define UNBROKERED(name, request)                                                                                      \
-    MEASURED(name, "", zeros, out.result = ours.name(&out.wol),                                                        \
-             static const reference_variable row{request, readable, HMI_VAR_WOL_CFG, sizeof(out.wol),                  \
-                                                 reference_variable::TRACED};                                          \
-             out.result = reference_is_brokered(reference) != 0 ? VESK_NOT_SUPPORTED                                   \
-                                                                : reference_access(reference, row, &out.wol)),
+             static const reference_variable row{__VA_ARGS__}; out.result = access(reference, row, payload)),
+#define READ(name, map, id, out, access) \
+    VARIABLE(name, (&out), access, &out, HCC_IOCTL_HMI_VAR_GET, map, id, sizeof(out))
+#define WRITTEN(name, arguments, map, id, payload, size, access) \
+    VARIABLE(name, arguments, access, payload, HCC_IOCTL_HMI_VAR_SET, map, id, size)
 #define SENT(name, arguments, request, record, statements, ...)                                                        \
     RESULT(name, "", zeros, arguments,                                                                                 \
            (reference_send<request, statements, ASKS(__VA_ARGS__), MADE(record)> BEHIND_LINK arguments)),
@@ -166,19 +159,21 @@ const operation operations[] = {
     RESULT(wol_cfg_set_avail, "", zeros, (), reference_offered_unbrokered(reference, *writable, HMI_VAR_WOL_CFG)),
 
     // Variables.
-    READ(sess_link_get, readable, SESS_LINK, out.session, SILENT)
-    READ(sess_tag_get, nullptr, SESS_TAG, out.tag, TRACED)
-    READ(link_info_get, readable, LINK_INFO, out.info, FRAMED)
-    READ(ipv4_cfg_get, readable, IPV4_CFG, out.ipv4, FRAMED)
-    READ(conn_port_get, readable, CONN_PORT, out.port, FRAMED)
-    READ(sess_stat_get, readable, SESS_STAT, out.statistics, SILENT)
-    WRITTEN(sess_link_disc, (1), writable, SESS_DISC, one, sizeof(one), TRACED)
-    WRITTEN(sess_tag_set, (&out.tag), writable, SESS_TAG, out.tag, sizeof(out.tag), TRACED)
-    WRITTEN(sess_stat_reset, (), writable, SESS_STAT, one, 0, FRAMED)
-    WRITTEN(unicode_set, (1), writable, UNICODE, one, sizeof(one), TRACED)
+    READ(sess_link_get, readable, HMI_VAR_SESS_LINK, out.session, reference_access)
+    READ(sess_tag_get, nullptr, HMI_VAR_SESS_TAG, out.tag, reference_traced)
+    READ(link_info_get, readable, HMI_VAR_LINK_INFO, out.info, reference_framed)
+    READ(ipv4_cfg_get, readable, HMI_VAR_IPV4_CFG, out.ipv4, reference_framed)
+    READ(conn_port_get, readable, HMI_VAR_CONN_PORT, out.port, reference_framed)
+    READ(sess_stat_get, readable, HMI_VAR_SESS_STAT, out.statistics, reference_access)
+    WRITTEN(sess_link_disc, (1), writable, HMI_VAR_SESS_DISC, 1, sizeof(out.word[0]), reference_set_word)
+    WRITTEN(sess_tag_set, (&out.tag), writable, HMI_VAR_SESS_TAG, &out.tag, sizeof(out.tag), reference_traced)
+    WRITTEN(sess_stat_reset, (), writable, HMI_VAR_SESS_STAT, &out, 0, reference_framed)
+    WRITTEN(unicode_set, (1), writable, HMI_VAR_UNICODE, 1, sizeof(out.word[0]), reference_set_word)
     RESULT(is_sess_view_brokered, "", zeros, (), reference_is_brokered(reference)),
-    UNBROKERED(wol_cfg_get, HCC_IOCTL_HMI_VAR_GET)
-    UNBROKERED(wol_cfg_set, HCC_IOCTL_HMI_VAR_SET)
+    VARIABLE(wol_cfg_get, (&out.wol), reference_traced, &out.wol, HCC_IOCTL_HMI_VAR_GET, readable, HMI_VAR_WOL_CFG,
+             sizeof(out.wol), true)
+    VARIABLE(wol_cfg_set, (&out.wol), reference_traced, &out.wol, HCC_IOCTL_HMI_VAR_SET, readable, HMI_VAR_WOL_CFG,
+             sizeof(out.wol), true)
     SENT(host_sess_state_set, (HMI_HOST_SESSION_STATE_LAST), HCC_IOCTL_HMI_LOCAL_VAR_SET,
          local(HMI_LOCAL_VAR_HOST_SESS_STATE, values...), 1,
          record.value <= HMI_HOST_SESSION_STATE_LAST)
@@ -202,7 +197,8 @@ const operation operations[] = {
              out.result = reference_receive<HCC_IOCTL_IMG_USER_CFG_REQ_GET, 1,
                  ASKS(OFFERS(readable, HMI_VAR_IMG_USER_EXT_CFG)), MADE(requested(IMG_MSG_USER_CFG_REQ_GET, 0, 0, 0)),
                  &requested::qual, &requested::b2l>(reference, &out.imaging.qual, &out.imaging.b2l)),
-    PASSED(disp_topology_get, (&out.firmware_layout), HCC_IOCTL_IMG_DISP_TOPO_GET, &out.firmware_layout, 2)
+    RESULT(disp_topology_get, "", zeros, (&out.firmware_layout),
+           reference_layout_pass(reference, &out.firmware_layout)),
     RESULT(async_disp_topology_get, "", four_displays, (&out.reported_layout, &out.word[0]),
            reference_layout_get(reference, &out.reported_layout, &out.word[0])),
     RESULT(disp_topology_send, "", connected, (&layout, 1920, 1080, 1),
@@ -244,7 +240,8 @@ const operation operations[] = {
              (&rates::delay, &rates::interval), 2, AGREED(kbd_client_auto_repeat_supported))
     PASSED(proc_new_hoip_tablets, (), HDC_IOCTL_KMP_HOIP_PROC_NEW_TAB, nullptr, 1)
     PASSED(send_hoip_host_ready, (), HDC_IOCTL_KMP_HOIP_HOST_RDY, nullptr, 1)
-    SENT(kmp_driver_cfg_set, (&driver_configuration), HDC_IOCTL_KMP_DRIVER_CFG_SET, (*values, ...), 1,
+    SENT(kmp_driver_cfg_set, (&driver_configuration), HDC_IOCTL_KMP_DRIVER_CFG_SET,
+         ((values != nullptr ? *values : decltype(driver_configuration){}), ...), 1,
          record.type <= KMP_DRIVER_CFG_LOCAL_TABLET && record.setting <= 1)
 
     // Cursor shapes.

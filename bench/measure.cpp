@@ -63,14 +63,14 @@ void add(const char* name, loop_function run)
 
 // Under callgrind nothing is timed: each of the next dumps contains one turn, so that one in which the second changes
 // does not count. False where there is no callgrind.
-static bool count_instructions([[maybe_unused]] loop_function ours)
+static bool count_instructions([[maybe_unused]] loop_function side)
 {
 #ifdef HALDO_VALGRIND
     if (RUNNING_ON_VALGRIND) {
-        ours(2);
+        side(2);
         for (int dump = 0; dump < 3; ++dump) {
             CALLGRIND_ZERO_STATS;
-            ours(1);
+            side(1);
             CALLGRIND_DUMP_STATS;
         }
         return true;
@@ -81,7 +81,7 @@ static bool count_instructions([[maybe_unused]] loop_function ours)
 
 timing measure(loop_function ours, loop_function reference)
 {
-    if (count_instructions(ours))
+    if (count_instructions(ours) && count_instructions(reference))
         return {1, 1};
     [[maybe_unused]] static const bool ready = (interleave(), true);
     benchmark::ClearRegisteredBenchmarks();

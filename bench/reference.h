@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 
 // Called from outside as the product is: what calls it sees nothing of it. It begins a cache line, as the product does
 // here.
@@ -23,6 +24,7 @@
 struct reference_node {
     int fd;
     bool open;
+    bool ready;
 };
 
 // A bitmap with the same arguments is the same shape.
@@ -53,6 +55,14 @@ struct reference_link {
         unsigned char* data;
     } cache[BMP_CACHE_MAX];
 };
+
+// A log statement with values that are kept for it.
+template <typename... Values> [[gnu::noipa, gnu::cold]] void reference_line(Values...) {}
+template <typename... Values> inline void reference_log(Values... values)
+{
+    if (m_log_level >= VESK_LOG_DEBUG)
+        reference_line(values...);
+}
 
 // --- Requests ---
 
@@ -86,7 +96,7 @@ REFERENCE int reference_send(const reference_link& link, Values... values)
         return VESK_NOT_SUPPORTED;
     const int result = reference_request(link, request, &record);
     if (statements > 0 && result == VESK_OK)
-        VESK_LOG_D("okay");
+        reference_log(values...);
     return result;
 }
 
@@ -96,15 +106,17 @@ REFERENCE int reference_receive(const reference_link& link, Out*... out)
 {
     if constexpr (statements > 1)
         VESK_LOG_D("start");
+    if (!(... && (out != nullptr)))
+        VESK_LOG_E("nowhere to put it");
     auto record = make();
-    if ((... || (out == nullptr)) || !asks(link, record))
+    if (!asks(link, record))
         return VESK_NOT_SUPPORTED;
     const int result = reference_request(link, request, &record);
     if (result != VESK_OK)
         return result;
-    ((*out = static_cast<Out>(record.*members)), ...);
+    ((out != nullptr ? void(*out = static_cast<Out>(record.*members)) : void()), ...);
     if constexpr (statements > 0)
-        VESK_LOG_D("okay");
+        reference_log(record.*members...);
     return VESK_OK;
 }
 
@@ -122,6 +134,19 @@ REFERENCE int reference_pass(const reference_link& link, void* record)
     if constexpr (statements > 1)
         VESK_LOG_D("start");
     return reference_pass(link, request, record);
+}
+
+// The same with a statement for each display of the record, and one behind them.
+REFERENCE int reference_layout_pass(const reference_link& link, sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT* topo)
+{
+    VESK_LOG_D("start");
+    int result = VESK_INVALID_ARGUMENT;
+    if (topo != nullptr && (result = reference_request(link, HCC_IOCTL_IMG_DISP_TOPO_GET, topo)) == VESK_OK)
+        for (int i = 0; i < VESK_DISPLAY_COUNT; ++i)
+            reference_log(i, topo->disp[i].pos_x, topo->disp[i].pos_y, topo->disp[i].width, topo->disp[i].height,
+                          topo->disp[i].rotation);
+    VESK_LOG_D("end");
+    return result;
 }
 
 // --- Predicates: over a capability map, over the context ---
@@ -146,19 +171,16 @@ struct reference_variable {
     const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT* map; // that offers it, or null: nothing is asked
     std::uint32_t id;
     std::size_t size;
-    enum {
-        SILENT,
-        TRACED, // a log statement behind it
-        FRAMED, // one before and one behind it
-    } statements;
+    bool is_for_unbrokered = false; // the view of the session is asked
 };
+
+REFERENCE int reference_is_brokered(const reference_link& link);
 
 REFERENCE int reference_access(const reference_link& link, const reference_variable& variable, void* payload)
 {
     const bool writes = variable.request.code == HCC_IOCTL_HMI_VAR_SET.code;
-    if (variable.statements == reference_variable::FRAMED)
-        VESK_LOG_D("start");
-    if (payload == nullptr || (variable.map != nullptr && !reference_is_offered(*variable.map, variable.id)))
+    if (payload == nullptr || (variable.map != nullptr && !reference_is_offered(*variable.map, variable.id)) ||
+        (variable.is_for_unbrokered && reference_is_brokered(link) != 0))
         return VESK_NOT_SUPPORTED;
     sVESK_HALDO_HCC_HMI_VAR_STRUCT record{};
     record.var_id = variable.id;
@@ -167,24 +189,44 @@ REFERENCE int reference_access(const reference_link& link, const reference_varia
     const int result = reference_request(link, variable.request, &record);
     if (result == VESK_OK && !writes)
         std::memcpy(payload, record.data.bytes, variable.size);
-    if (variable.statements != reference_variable::SILENT)
-        VESK_LOG_D("end");
     return result;
+}
+
+REFERENCE int reference_framed(const reference_link& link, const reference_variable& variable, void* payload)
+{
+    VESK_LOG_D("start");
+    const int result = reference_access(link, variable, payload);
+    VESK_LOG_D("end");
+    return result;
+}
+
+// With what is read or written in a line behind it.
+REFERENCE int reference_traced(const reference_link& link, const reference_variable& variable, void* payload)
+{
+    const int result = reference_access(link, variable, payload);
+    if (result == VESK_OK)
+        reference_log(payload);
+    return result;
+}
+
+// The payload is a word.
+REFERENCE int reference_set_word(const reference_link& link, const reference_variable& variable, unsigned int word)
+{
+    return reference_traced(link, variable, &word);
 }
 
 inline int reference_session_get(const reference_link& link, sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT* state)
 {
-    const reference_variable variable{HCC_IOCTL_HMI_VAR_GET, &link.hmi_avail_get_var, HMI_VAR_SESS_LINK, sizeof(*state),
-                                      reference_variable::SILENT};
+    const reference_variable variable{HCC_IOCTL_HMI_VAR_GET, &link.hmi_avail_get_var, HMI_VAR_SESS_LINK,
+                                      sizeof(*state)};
     return reference_access(link, variable, state);
 }
 
 REFERENCE int reference_is_brokered(const reference_link& link)
 {
     sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT tag;
-    static constexpr reference_variable variable{HCC_IOCTL_HMI_VAR_GET, nullptr, HMI_VAR_SESS_TAG, sizeof(tag),
-                                                 reference_variable::TRACED};
-    return reference_access(link, variable, &tag) == VESK_OK && (tag.flags & HMI_SESS_TAG_BROKERED) != 0;
+    static constexpr reference_variable variable{HCC_IOCTL_HMI_VAR_GET, nullptr, HMI_VAR_SESS_TAG, sizeof(tag)};
+    return reference_traced(link, variable, &tag) == VESK_OK && (tag.flags & HMI_SESS_TAG_BROKERED) != 0;
 }
 
 REFERENCE int reference_offered_unbrokered(const reference_link& link, const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map,
@@ -223,15 +265,20 @@ REFERENCE void reference_maps_get(reference_link* link)
 
 REFERENCE void reference_node_clear(reference_node* node)
 {
-    VESK_LOG_D("start and end");
-    *node = {-1, false};
+    VESK_LOG_D("start");
+    *node = {-1, false, false};
+    VESK_LOG_D("end");
 }
 
 REFERENCE void reference_node_open(reference_node* node, const char* path)
 {
     VESK_LOG_D("start");
+    if (path == nullptr || node->open)
+        return;
     node->fd = open(path, O_RDWR);
-    node->open = node->fd >= 0;
+    if (node->fd >= 0 && node->fd <= STDERR_FILENO) // is no node's
+        close(std::exchange(node->fd, fcntl(node->fd, F_DUPFD, STDERR_FILENO + 1)));
+    node->open = node->ready = node->fd >= 0;
     VESK_LOG_D("end");
 }
 
@@ -245,8 +292,8 @@ REFERENCE void reference_node_close(reference_node* node)
 
 REFERENCE bool reference_node_is_ready(const reference_node& node)
 {
-    VESK_LOG_D("open = %d", node.open);
-    return node.open;
+    VESK_LOG_D("open = %d, ready = %d", node.open, node.ready);
+    return node.open && node.ready;
 }
 
 REFERENCE void reference_open(reference_link* link)
@@ -341,6 +388,19 @@ inline bool reference_is_used(const sVESK_HALDO_DISPLAY_STRUCT& disp)
     return disp.width != 0 || disp.height != 0;
 }
 
+REFERENCE void reference_used_layout(const sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT& from,
+                                     sVESK_HALDO_LINK_DISP_TOPO_STRUCT* topo)
+{
+    *topo = {};
+    for (int i = 0; i < VESK_DISPLAY_COUNT; ++i) {
+        if (reference_is_used(from.disp[i])) {
+            topo->disp[i] = from.disp[i];
+            topo->disp[i].rotation = std::min(from.disp[i].rotation, 3U);
+            ++topo->num_disp;
+        }
+    }
+}
+
 REFERENCE int reference_layout_get(const reference_link& link, sVESK_HALDO_LINK_DISP_TOPO_STRUCT* topo,
                                    unsigned int* value)
 {
@@ -350,14 +410,7 @@ REFERENCE int reference_layout_get(const reference_link& link, sVESK_HALDO_LINK_
     const int result = reference_request(link, HCC_IOCTL_IMG_ASYNC_DISP_TOPO_GET, &record);
     if (result != VESK_OK)
         return result;
-    *topo = {};
-    for (int i = 0; i < VESK_DISPLAY_COUNT; ++i) {
-        if (reference_is_used(record.topo.disp[i])) {
-            topo->disp[i] = record.topo.disp[i];
-            topo->disp[i].rotation = std::min(record.topo.disp[i].rotation, 3U);
-            ++topo->num_disp;
-        }
-    }
+    reference_used_layout(record.topo, topo);
     *value = record.value;
     return VESK_OK;
 }
@@ -468,15 +521,19 @@ REFERENCE int reference_size_valid(const reference_link& link, unsigned short wi
                : VESK_NOT_SUPPORTED;
 }
 
-// Whether one of these rows has a bit set; they are padded to words.
-inline bool reference_any_bit(const unsigned char* src, std::uint32_t width, std::uint32_t rows)
+// Whether one of these rows has a bit set; they are padded to words, and the last may be cut.
+REFERENCE bool reference_any_bit(const unsigned char* src, std::uint32_t length, std::uint32_t width,
+                                 std::uint32_t rows)
 {
+    if (width == 0)
+        return false;
     std::uint32_t seen[8] = {};
     std::memset(seen, 0xFF, width / 8);
     reinterpret_cast<unsigned char*>(seen)[width / 8] = static_cast<unsigned char>(0xFF00 >> width % 8);
-    for (; rows > 0; --rows) {
+    const std::uint32_t words = (width + 31) / 32;
+    for (; rows > 0 && length >= 4 * words; --rows, length -= 4 * words) {
         std::uint32_t found = 0;
-        for (std::uint32_t i = 0; i < (width + 31) / 32; ++i, src += sizeof(found)) {
+        for (std::uint32_t i = 0; i < words; ++i, src += sizeof(found)) {
             std::uint32_t word;
             std::memcpy(&word, src, sizeof(word));
             found |= word & seen[i];
@@ -484,6 +541,9 @@ inline bool reference_any_bit(const unsigned char* src, std::uint32_t width, std
         if (found != 0)
             return true;
     }
+    for (std::uint32_t i = 0; rows > 0 && i < length; ++i)
+        if ((src[i] & reinterpret_cast<unsigned char*>(seen)[i]) != 0)
+            return true;
     return false;
 }
 
@@ -507,7 +567,7 @@ REFERENCE int reference_flip(unsigned char width, unsigned char height, unsigned
     const std::uint32_t and_last = and_start + and_row * (height - 1U);
     if ((and_row + xor_row) * height > length)
         return VESK_FAILED;
-    if (reference_any_bit(src + and_last, width, std::min<std::uint32_t>(height, (length - and_last) / and_row))) {
+    if (height != 0 && reference_any_bit(src + and_last, length - and_last, width, height)) {
         dst = reference_copy_reversed(dst, src + and_start, and_row, height);
     } else {
         *no_transparency = 1;

@@ -434,19 +434,25 @@ private:
     }
 
     // What an operation on an HMI variable has of its own.
+    using hmi_map = sVESK_HALDO_HCC_HMI_AVAIL_STRUCT cVESK_HALDO_LINK::*;
     struct hmi_operation {
         const char* function;
         eVESK_HALDO_HMI_VAR variable;
-        const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT* map; // that must offer the variable, or null: nothing is asked
-        const char* failure;    // "%d" stands for the result; searches of logs know each operation by its own wording
-        bool is_framed = false; // logs "start" and "end"
+        const sVESK_REQUEST_STRUCT& request; // HCC_IOCTL_HMI_VAR_GET reads, HCC_IOCTL_HMI_VAR_SET writes
+        hmi_map map;                         // that must offer the variable, or null: nothing is asked
+        const char* failure; // "%d" stands for the result; searches of logs know each operation by its own wording
+        bool is_for_unbrokered = false; // not offered while the session's view is brokered
     };
-    int hmi_var_access(const hmi_operation& operation, const sVESK_REQUEST_STRUCT& request, void* payload,
-                       std::size_t size);
-    template <typename Record> int hmi_var_get(const hmi_operation& operation, Record* out);
-    template <typename Record> int hmi_var_set(const hmi_operation& operation, Record* payload);
-    int hmi_var_set(const hmi_operation& operation);
-    int hmi_var_avail(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map, eVESK_HALDO_HMI_VAR variable);
+    static constexpr hmi_map READABLE = &cVESK_HALDO_LINK::hmi_avail_get_var;
+    static constexpr hmi_map WRITABLE = &cVESK_HALDO_LINK::hmi_avail_set_var;
+    int hmi_var_access(const hmi_operation& operation, void* payload, std::size_t size);
+    template <typename Record> int hmi_var_access(const hmi_operation& operation, Record* payload)
+    {
+        static_assert(sizeof(Record) <= sizeof(sVESK_HALDO_HCC_HMI_VAR_STRUCT::data));
+        return hmi_var_access(operation, payload, sizeof(Record));
+    }
+    template <typename... Payload> int framed_hmi_var_access(const hmi_operation& operation, Payload... payload);
+    int wol_cfg_avail(hmi_map map);
 
     template <const sVESK_REQUEST_STRUCT& request>
     int read_variable_map(const char* function, sVESK_HALDO_HCC_HMI_AVAIL_STRUCT* map);

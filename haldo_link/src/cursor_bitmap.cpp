@@ -6,40 +6,42 @@
 namespace vesk
 {
 
-static constexpr std::uint32_t ROW_WORD_PIXELS = 32;
 static constexpr std::uint32_t ROW_LEN_MAX = 32; // bytes of 255 pixels
 
 // The pixels of a row's last byte, by their number.
 static constexpr std::uint8_t and_msk_lkup_table[] = {0x00, 0x80, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC, 0xFE};
 
-static std::uint32_t row_length(std::uint32_t width)
+// Whether a row has a bit set that belongs to a pixel.
+static bool any_bit_set(const std::uint8_t* row, const std::uint8_t* mask, std::uint32_t row_len)
 {
-    return (width + ROW_WORD_PIXELS - 1) / ROW_WORD_PIXELS * 4;
-}
-
-bitmap_planes::bitmap_planes(std::uint8_t width, std::uint8_t height, std::uint8_t xor_depth)
-    : and_row(row_length(width)), xor_row(xor_depth == 1 ? and_row : width * 4U),
-      and_start(xor_depth == 1 ? xor_row * height : 0), xor_start(xor_depth == 1 ? 0 : and_row * height),
-      length((xor_row + and_row) * height)
-{
+    std::uint32_t found = 0;
+    for (const std::uint8_t* const end = row + row_len; row != end; row += sizeof(found), mask += sizeof(found)) {
+        std::uint32_t bits, pixels;
+        std::memcpy(&bits, row, sizeof(bits));
+        std::memcpy(&pixels, mask, sizeof(pixels));
+        found |= bits & pixels;
+    }
+    return found != 0;
 }
 
 bool any_pixel_set(const std::uint8_t* rows, std::uint32_t len, std::uint32_t width, std::uint32_t height)
 {
-    std::uint8_t mask[ROW_LEN_MAX];
+    if (width == 0)
+        return false;
+    std::uint8_t mask[ROW_LEN_MAX] = {};
     std::memset(mask, 0xFF, width / 8);
     mask[width / 8] = and_msk_lkup_table[width % 8];
-    const std::uint32_t row_len = row_length(width);
-    const std::uint32_t end = std::min(len, row_len * height);
-    for (std::uint32_t row = 0; row < end; row += row_len) {
-        const std::uint32_t seen = std::min((width + 7) / 8, end - row);
-        std::uint8_t found = 0;
-        for (std::uint32_t i = 0; i < seen; ++i)
-            found = static_cast<std::uint8_t>(found | (rows[row + i] & mask[i]));
-        if (found != 0)
+    const std::uint32_t row_len = padded_row(width);
+    const std::uint32_t whole = std::min(height, len / row_len);
+    for (const std::uint8_t* const end = rows + whole * row_len; rows != end; rows += row_len) {
+        if (any_bit_set(rows, mask, row_len))
             return true;
     }
-    return false;
+    if (whole == height)
+        return false;
+    std::uint8_t cut[ROW_LEN_MAX] = {};
+    std::memcpy(cut, rows, len - whole * row_len);
+    return any_bit_set(cut, mask, row_len);
 }
 
 std::uint8_t* copy_reversed(std::uint8_t* dst, const std::uint8_t* src, std::uint32_t row_len, std::uint32_t rows)

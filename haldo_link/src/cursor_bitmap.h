@@ -6,9 +6,20 @@
 namespace vesk
 {
 
+// The bytes of a row with a bit a pixel, padded to whole words.
+inline std::uint32_t padded_row(std::uint32_t width)
+{
+    return (width + 31) / 32 * 4;
+}
+
 // Where the planes of a COLOR bitmap lie. height: that of the cursor itself, px; an xor_depth other than 1 means 32.
 struct bitmap_planes {
-    bitmap_planes(std::uint8_t width, std::uint8_t height, std::uint8_t xor_depth);
+    bitmap_planes(std::uint8_t width, std::uint8_t height, std::uint8_t xor_depth)
+        : and_row(padded_row(width)), xor_row(xor_depth == 1 ? and_row : width * 4U),
+          and_start(xor_depth == 1 ? xor_row * height : 0), xor_start(xor_depth == 1 ? 0 : and_row * height),
+          length((xor_row + and_row) * height)
+    {
+    }
 
     std::uint32_t and_row; // bytes, padded to whole words
     std::uint32_t xor_row;

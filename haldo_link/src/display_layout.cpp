@@ -129,17 +129,16 @@ sVESK_HALDO_HDC_KMP_DISP_TOPO_STRUCT layout_for_driver(const sVESK_HALDO_HCC_APD
 
 // --- For the caller ---
 
-sVESK_HALDO_LINK_DISP_TOPO_STRUCT used_layout(const sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT& fw)
+void fill_used_layout(const sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT& fw, sVESK_HALDO_LINK_DISP_TOPO_STRUCT* topo)
 {
-    sVESK_HALDO_LINK_DISP_TOPO_STRUCT topo{};
+    *topo = {};
     for (int i = 0; i < VESK_DISPLAY_COUNT; ++i) {
         if (!is_used(fw.disp[i]))
             continue;
-        topo.disp[i] = fw.disp[i];
-        topo.disp[i].rotation = normalized_rotation(fw.disp[i].rotation);
-        ++topo.num_disp;
+        topo->disp[i] = fw.disp[i];
+        topo->disp[i].rotation = normalized_rotation(fw.disp[i].rotation);
+        ++topo->num_disp;
     }
-    return topo;
 }
 
 // The result that an unused display's rate stands for, or VESK_OK when it is no mark.
@@ -155,32 +154,31 @@ static int result_of_rate(std::uint8_t rate)
     }
 }
 
-sVESK_HALDO_LINK_CACHE_DISP_TOPO cached_layout(const sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT& fw, int* result)
+int fill_cached_layout(const sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT& fw, sVESK_HALDO_LINK_CACHE_DISP_TOPO* topo)
 {
-    sVESK_HALDO_LINK_CACHE_DISP_TOPO topo{};
-    *result = VESK_OK;
+    int result = VESK_OK;
     for (int i = 0; i < VESK_DISPLAY_COUNT; ++i) {
         const sVESK_HALDO_DISPLAY_STRUCT& disp = fw.topo.disp[i];
         const int mark = is_used(disp) ? VESK_OK : result_of_rate(fw.rate[i]);
         if (mark != VESK_OK)
-            *result = mark;
+            result = mark;
         if (is_used(disp) || mark != VESK_OK)
-            ++topo.num_disp;
-        topo.disp[i] = {.pos_x = disp.pos_x,
-                        .pos_y = disp.pos_y,
-                        .width = disp.width,
-                        .height = disp.height,
-                        .rotation = normalized_rotation(disp.rotation),
-                        .rate = mark != VESK_OK ? std::uint8_t{0} : fw.rate[i],
-                        .reserved = {}};
+            ++topo->num_disp;
+        topo->disp[i] = {.pos_x = disp.pos_x,
+                         .pos_y = disp.pos_y,
+                         .width = disp.width,
+                         .height = disp.height,
+                         .rotation = normalized_rotation(disp.rotation),
+                         .rate = mark != VESK_OK ? std::uint8_t{0} : fw.rate[i],
+                         .reserved = {}};
         const sVESK_HALDO_HCC_IMG_MONITOR_STRUCT& monitor = fw.monitor[i];
-        std::memcpy(topo.monitor[i].vid, monitor.vid, sizeof(monitor.vid));
-        std::memcpy(topo.monitor[i].pid, monitor.pid, sizeof(monitor.pid));
-        std::memcpy(topo.monitor[i].serial, monitor.serial, sizeof(monitor.serial));
-        std::memcpy(topo.monitor[i].name, monitor.name, sizeof(monitor.name));
+        std::memcpy(topo->monitor[i].vid, monitor.vid, sizeof(monitor.vid));
+        std::memcpy(topo->monitor[i].pid, monitor.pid, sizeof(monitor.pid));
+        std::memcpy(topo->monitor[i].serial, monitor.serial, sizeof(monitor.serial));
+        std::memcpy(topo->monitor[i].name, monitor.name, sizeof(monitor.name));
     }
-    topo.primary = fw.primary;
-    return topo;
+    topo->primary = fw.primary;
+    return result;
 }
 
 } // namespace vesk

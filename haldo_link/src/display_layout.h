@@ -14,10 +14,10 @@ sVESK_HALDO_HDC_KMP_DISP_TOPO_STRUCT layout_for_driver(const sVESK_HALDO_HCC_APD
                                                        std::int32_t twinview);
 
 // The used displays of a layout, those with width or height, each at its index.
-sVESK_HALDO_LINK_DISP_TOPO_STRUCT used_layout(const sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT& fw);
+void fill_used_layout(const sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT& fw, sVESK_HALDO_LINK_DISP_TOPO_STRUCT* topo);
 
-// The cached layout for the caller. *result: what the last mark among the rates of unused displays stands for, or
-// VESK_OK.
-sVESK_HALDO_LINK_CACHE_DISP_TOPO cached_layout(const sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT& fw, int* result);
+// The cached layout, into a record that is all zero. Returns what the last mark among the rates of unused displays
+// stands for, or VESK_OK.
+int fill_cached_layout(const sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT& fw, sVESK_HALDO_LINK_CACHE_DISP_TOPO* topo);
 
 } // namespace vesk

@@ -94,8 +94,6 @@ void cVESK_HALDO_LINK::hmi_avail_cmd_reset()
 static void trace_offers(const char* function, const char* map_name, const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& avail,
                          const char* const* names, std::uint32_t count)
 {
-    if (m_log_level < VESK_LOG_DEBUG)
-        return;
     VESK_LOG_AS(function, VESK_LOG_DEBUG, "%s", ASTERISKS);
     VESK_LOG_AS(function, VESK_LOG_DEBUG, "%s '0x%08X'", map_name, avail.map[0]);
     for (std::uint32_t id = 0; id < count; ++id) {
@@ -113,7 +111,8 @@ void cVESK_HALDO_LINK::hmi_avail_cmd_get()
         hmi_avail_cmd_reset();
         return;
     }
-    trace_offers(__func__, "hmi_avail_cmd.map[0]", reply, hmi_cmd_str_tbl, HMI_CMD_COUNT);
+    if (m_log_level >= VESK_LOG_DEBUG)
+        trace_offers(__func__, "hmi_avail_cmd.map[0]", reply, hmi_cmd_str_tbl, HMI_CMD_COUNT);
     if (is_offered(reply, HMI_CMD_VAR_GET))
         hmi_avail_get_var_get();
     if (is_offered(reply, HMI_CMD_VAR_SET))
@@ -128,8 +127,9 @@ int cVESK_HALDO_LINK::read_variable_map(const char* function, sVESK_HALDO_HCC_HM
     const int result = send<request>(&buf);
     *map = {};
     if (result == VESK_OK) {
-        trace_offers(function, "buf.data.avail_var.map[0]", buf.data.avail_var, hmi_var_str_tbl, HMI_VAR_COUNT);
         *map = buf.data.avail_var;
+        if (m_log_level >= VESK_LOG_DEBUG)
+            trace_offers(function, "buf.data.avail_var.map[0]", *map, hmi_var_str_tbl, HMI_VAR_COUNT);
     }
     return result;
 }
@@ -155,38 +155,33 @@ void cVESK_HALDO_LINK::hmi_avail_set_var_get()
 VESK_HMI_PREDICATE_TABLE(VESK_PREDICATE)
 #undef VESK_PREDICATE
 
-// Wake-on-LAN is offered in neither direction while the view is brokered.
-int cVESK_HALDO_LINK::hmi_var_avail(const sVESK_HALDO_HCC_HMI_AVAIL_STRUCT& map, eVESK_HALDO_HMI_VAR variable)
+int cVESK_HALDO_LINK::wol_cfg_avail(hmi_map map)
 {
-    const bool is_available =
-        is_offered(map, variable) && (variable != HMI_VAR_WOL_CFG || is_sess_view_brokered() == 0);
-    return is_available ? VESK_OK : VESK_NOT_SUPPORTED;
+    return is_offered(this->*map, HMI_VAR_WOL_CFG) && is_sess_view_brokered() == 0 ? VESK_OK : VESK_NOT_SUPPORTED;
 }
 
 int cVESK_HALDO_LINK::wol_cfg_get_avail()
 {
-    return hmi_var_avail(hmi_avail_get_var, HMI_VAR_WOL_CFG);
+    return wol_cfg_avail(READABLE);
 }
 
 int cVESK_HALDO_LINK::wol_cfg_set_avail()
 {
-    return hmi_var_avail(hmi_avail_set_var, HMI_VAR_WOL_CFG);
+    return wol_cfg_avail(WRITABLE);
 }
 
 // --- HMI variables: what the operations on them have in common ---
 
-static constexpr bool FRAMED = true;
+static constexpr bool FOR_UNBROKERED = true;
 
-int cVESK_HALDO_LINK::hmi_var_access(const hmi_operation& operation, const sVESK_REQUEST_STRUCT& request, void* payload,
-                                     std::size_t size)
+int cVESK_HALDO_LINK::hmi_var_access(const hmi_operation& operation, void* payload, std::size_t size)
 {
-    const bool writes = request.code == HCC_IOCTL_HMI_VAR_SET.code;
+    const bool writes = operation.request.code == HCC_IOCTL_HMI_VAR_SET.code;
     int result = VESK_INVALID_ARGUMENT;
-    if (operation.is_framed)
-        VESK_LOG_AS(operation.function, VESK_LOG_DEBUG, "start");
     if (payload == nullptr) {
         VESK_LOG_AS(operation.function, VESK_LOG_ERROR, "invalid arguments");
-    } else if (operation.map != nullptr && hmi_var_avail(*operation.map, operation.variable) != VESK_OK) {
+    } else if ((operation.map != nullptr && !is_offered(this->*operation.map, operation.variable)) ||
+               (operation.is_for_unbrokered && is_sess_view_brokered() != 0)) {
         VESK_LOG_AS(operation.function, VESK_LOG_ERROR, "not supported");
         result = VESK_NOT_SUPPORTED;
     } else {
@@ -194,9 +189,7 @@ int cVESK_HALDO_LINK::hmi_var_access(const hmi_operation& operation, const sVESK
         buf.var_id = operation.variable;
         if (writes)
             std::memcpy(buf.data.bytes, payload, size);
-        result =
-            hcc_dev.synch_ioctl(request.code, &buf, sizeof(buf),
-                                operation.variable == HMI_VAR_WOL_CFG ? VESK_WOL_CFG_TIMEOUT_MS : request.timeout_ms);
+        result = hcc_dev.synch_ioctl(operation.request.code, &buf, sizeof(buf), operation.request.timeout_ms);
         if (result != VESK_OK) {
             const auto number = static_cast<int>(std::strcspn(operation.failure, "%")); // where "%d" stands
             VESK_LOG_AS(operation.function, VESK_LOG_ERROR, "%.*s%d%s", number, operation.failure, result,
@@ -205,36 +198,26 @@ int cVESK_HALDO_LINK::hmi_var_access(const hmi_operation& operation, const sVESK
             std::memcpy(payload, buf.data.bytes, size);
         }
     }
-    if (operation.is_framed)
-        VESK_LOG_AS(operation.function, VESK_LOG_DEBUG, "end");
     return result;
 }
 
-template <typename Record> int cVESK_HALDO_LINK::hmi_var_get(const hmi_operation& operation, Record* out)
+// Logs "start" and "end", too.
+template <typename... Payload>
+int cVESK_HALDO_LINK::framed_hmi_var_access(const hmi_operation& operation, Payload... payload)
 {
-    static_assert(sizeof(Record) <= sizeof(sVESK_HALDO_HCC_HMI_VAR_STRUCT::data));
-    return hmi_var_access(operation, HCC_IOCTL_HMI_VAR_GET, out, sizeof(Record));
-}
-
-template <typename Record> int cVESK_HALDO_LINK::hmi_var_set(const hmi_operation& operation, Record* payload)
-{
-    static_assert(sizeof(Record) <= sizeof(sVESK_HALDO_HCC_HMI_VAR_STRUCT::data));
-    return hmi_var_access(operation, HCC_IOCTL_HMI_VAR_SET, payload, sizeof(Record));
-}
-
-// With a payload of zero.
-int cVESK_HALDO_LINK::hmi_var_set(const hmi_operation& operation)
-{
-    std::uint8_t nothing = 0;
-    return hmi_var_access(operation, HCC_IOCTL_HMI_VAR_SET, &nothing, 0);
+    VESK_LOG_AS(operation.function, VESK_LOG_DEBUG, "start");
+    const int result = hmi_var_access(operation, payload...);
+    VESK_LOG_AS(operation.function, VESK_LOG_DEBUG, "end");
+    return result;
 }
 
 // --- Session ---
 
 int cVESK_HALDO_LINK::sess_link_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT* out)
 {
-    return hmi_var_get(
-        {__func__, HMI_VAR_SESS_LINK, &hmi_avail_get_var, "VESK_HALDO_HCC_IOCTL_HMI_VAR_GET ioctl failed %d"}, out);
+    static constexpr hmi_operation operation{__func__, HMI_VAR_SESS_LINK, HCC_IOCTL_HMI_VAR_GET, READABLE,
+                                             "VESK_HALDO_HCC_IOCTL_HMI_VAR_GET ioctl failed %d"};
+    return hmi_var_access(operation, out);
 }
 
 void cVESK_HALDO_LINK::link_heartbeat(int* changed, sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_LINK_STRUCT* state)
@@ -263,14 +246,15 @@ void cVESK_HALDO_LINK::link_heartbeat(int* changed, sVESK_HALDO_HCC_APDU_HMI_VAR
 
 int cVESK_HALDO_LINK::sess_link_disc(unsigned int reason)
 {
-    if (sess_link_disc_with_reason_avail() == VESK_OK &&
-        hmi_var_set({__func__, HMI_VAR_SESS_DISC, nullptr, "HCC_IOCTL_HMI_VAR_SET ioctl failed %d"}, &reason) ==
-            VESK_OK) {
+    static constexpr hmi_operation with_reason{__func__, HMI_VAR_SESS_DISC, HCC_IOCTL_HMI_VAR_SET, nullptr,
+                                               "HCC_IOCTL_HMI_VAR_SET ioctl failed %d"};
+    static constexpr hmi_operation without_reason{__func__, HMI_VAR_SESS_LINK, HCC_IOCTL_HMI_VAR_SET, WRITABLE,
+                                                  "HCC_IOCTL_HMI_VAR_SET ioctl failed %d"};
+    if (sess_link_disc_with_reason_avail() == VESK_OK && hmi_var_access(with_reason, &reason) == VESK_OK) {
         VESK_LOG_D("disconnected session link by setting SESS_DISC");
         return VESK_OK;
     }
-    const int result =
-        hmi_var_set({__func__, HMI_VAR_SESS_LINK, &hmi_avail_set_var, "HCC_IOCTL_HMI_VAR_SET ioctl failed %d"});
+    const int result = hmi_var_access(without_reason, this, 0);
     if (result == VESK_OK)
         VESK_LOG_D("disconnected session link by setting SESS_LINK");
     return result;
@@ -309,8 +293,9 @@ static long tag_length(const sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT& tag)
 
 int cVESK_HALDO_LINK::sess_tag_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT* tag)
 {
-    const int result =
-        hmi_var_get({__func__, HMI_VAR_SESS_TAG, nullptr, "HCC_IOCTL_HMI_VAR_GET ioctl failed (ret=%d)"}, tag);
+    static constexpr hmi_operation operation{__func__, HMI_VAR_SESS_TAG, HCC_IOCTL_HMI_VAR_GET, nullptr,
+                                             "HCC_IOCTL_HMI_VAR_GET ioctl failed (ret=%d)"};
+    const int result = hmi_var_access(operation, tag);
     if (result == VESK_OK)
         VESK_LOG_D("session tag get: flags=0x%02X, length tag=%ld", tag->flags, tag_length(*tag));
     return result;
@@ -318,8 +303,9 @@ int cVESK_HALDO_LINK::sess_tag_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT*
 
 int cVESK_HALDO_LINK::sess_tag_set(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_TAG_STRUCT* tag)
 {
-    const int result = hmi_var_set(
-        {__func__, HMI_VAR_SESS_TAG, &hmi_avail_set_var, "VESK_HALDO_HCC_IOCTL_HMI_VAR_SET ioctl failed %d"}, tag);
+    static constexpr hmi_operation operation{__func__, HMI_VAR_SESS_TAG, HCC_IOCTL_HMI_VAR_SET, WRITABLE,
+                                             "VESK_HALDO_HCC_IOCTL_HMI_VAR_SET ioctl failed %d"};
+    const int result = hmi_var_access(operation, tag);
     if (result == VESK_OK)
         VESK_LOG_D("session tag set: flags=0x%02X, length tag=%ld", tag->flags, tag_length(*tag));
     return result;
@@ -335,40 +321,44 @@ int cVESK_HALDO_LINK::is_sess_view_brokered()
 
 int cVESK_HALDO_LINK::link_info_get(sVESK_HALDO_HCC_APDU_HMI_VAR_LINK_INFO_STRUCT* out)
 {
-    return hmi_var_get(
-        {__func__, HMI_VAR_LINK_INFO, &hmi_avail_get_var, "HCC_IOCTL_HMI_VAR_GET ioctl failed (ret=%d)", FRAMED}, out);
+    static constexpr hmi_operation operation{__func__, HMI_VAR_LINK_INFO, HCC_IOCTL_HMI_VAR_GET, READABLE,
+                                             "HCC_IOCTL_HMI_VAR_GET ioctl failed (ret=%d)"};
+    return framed_hmi_var_access(operation, out);
 }
 
 int cVESK_HALDO_LINK::ipv4_cfg_get(sVESK_HALDO_HCC_APDU_HMI_VAR_IPV4_CFG_STRUCT* out)
 {
-    return hmi_var_get(
-        {__func__, HMI_VAR_IPV4_CFG, &hmi_avail_get_var, "VESK_HALDO_HCC_IOCTL_HMI_VAR_GET ioctl failed %d", FRAMED},
-        out);
+    static constexpr hmi_operation operation{__func__, HMI_VAR_IPV4_CFG, HCC_IOCTL_HMI_VAR_GET, READABLE,
+                                             "VESK_HALDO_HCC_IOCTL_HMI_VAR_GET ioctl failed %d"};
+    return framed_hmi_var_access(operation, out);
 }
 
 int cVESK_HALDO_LINK::conn_port_get(sVESK_HALDO_HCC_APDU_HMI_VAR_CONN_PORT_STRUCT* out)
 {
-    return hmi_var_get(
-        {__func__, HMI_VAR_CONN_PORT, &hmi_avail_get_var, "VESK_HALDO_HCC_IOCTL_HMI_VAR_GET ioctl failed %d", FRAMED},
-        out);
+    static constexpr hmi_operation operation{__func__, HMI_VAR_CONN_PORT, HCC_IOCTL_HMI_VAR_GET, READABLE,
+                                             "VESK_HALDO_HCC_IOCTL_HMI_VAR_GET ioctl failed %d"};
+    return framed_hmi_var_access(operation, out);
 }
 
 int cVESK_HALDO_LINK::sess_stat_get(sVESK_HALDO_HCC_APDU_HMI_VAR_SESS_STAT_STRUCT* out)
 {
-    return hmi_var_get({__func__, HMI_VAR_SESS_STAT, &hmi_avail_get_var, "HCC_IOCTL_HMI_VAR_GET ioctl failed (ret=%d)"},
-                       out);
+    static constexpr hmi_operation operation{__func__, HMI_VAR_SESS_STAT, HCC_IOCTL_HMI_VAR_GET, READABLE,
+                                             "HCC_IOCTL_HMI_VAR_GET ioctl failed (ret=%d)"};
+    return hmi_var_access(operation, out);
 }
 
 int cVESK_HALDO_LINK::sess_stat_reset()
 {
-    return hmi_var_set(
-        {__func__, HMI_VAR_SESS_STAT, &hmi_avail_set_var, "VESK_HALDO_HCC_IOCTL_HMI_VAR_SET ioctl failed %d", FRAMED});
+    static constexpr hmi_operation operation{__func__, HMI_VAR_SESS_STAT, HCC_IOCTL_HMI_VAR_SET, WRITABLE,
+                                             "VESK_HALDO_HCC_IOCTL_HMI_VAR_SET ioctl failed %d"};
+    return framed_hmi_var_access(operation, this, 0);
 }
 
 int cVESK_HALDO_LINK::unicode_set(unsigned int enable)
 {
-    const int result = hmi_var_set(
-        {__func__, HMI_VAR_UNICODE, &hmi_avail_set_var, "HCC_IOCTL_HMI_VAR_SET ioctl failed (ret=%d)"}, &enable);
+    static constexpr hmi_operation operation{__func__, HMI_VAR_UNICODE, HCC_IOCTL_HMI_VAR_SET, WRITABLE,
+                                             "HCC_IOCTL_HMI_VAR_SET ioctl failed (ret=%d)"};
+    const int result = hmi_var_access(operation, &enable);
     if (result == VESK_OK)
         VESK_LOG_D("enable=%d", static_cast<int>(enable));
     return result;
@@ -389,6 +379,14 @@ int cVESK_HALDO_LINK::local_info_get(unsigned int* out)
     return result;
 }
 
+static constexpr sVESK_REQUEST_STRUCT with_timeout(sVESK_REQUEST_STRUCT request, std::uint32_t timeout_ms)
+{
+    request.timeout_ms = timeout_ms;
+    return request;
+}
+static constexpr sVESK_REQUEST_STRUCT WOL_CFG_GET = with_timeout(HCC_IOCTL_HMI_VAR_GET, VESK_WOL_CFG_TIMEOUT_MS);
+static constexpr sVESK_REQUEST_STRUCT WOL_CFG_SET = with_timeout(HCC_IOCTL_HMI_VAR_SET, VESK_WOL_CFG_TIMEOUT_MS);
+
 static void trace_wol_cfg(const char* function, const sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT& cfg)
 {
     VESK_LOG_AS(function, VESK_LOG_DEBUG, "flags=0x%02X, IP=%.16s, MAC=%.20s", cfg.flags, cfg.ip, cfg.mac);
@@ -396,8 +394,10 @@ static void trace_wol_cfg(const char* function, const sVESK_HALDO_HCC_APDU_HMI_V
 
 int cVESK_HALDO_LINK::wol_cfg_get(sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT* cfg)
 {
-    const int result = hmi_var_get(
-        {__func__, HMI_VAR_WOL_CFG, &hmi_avail_get_var, "HCC_IOCTL_HMI_VAR_GET ioctl failed (ret=%d)"}, cfg);
+    static constexpr hmi_operation operation{
+        __func__,      HMI_VAR_WOL_CFG, WOL_CFG_GET, READABLE, "HCC_IOCTL_HMI_VAR_GET ioctl failed (ret=%d)",
+        FOR_UNBROKERED};
+    const int result = hmi_var_access(operation, cfg);
     if (result == VESK_OK)
         trace_wol_cfg(__func__, *cfg);
     return result;
@@ -406,8 +406,10 @@ int cVESK_HALDO_LINK::wol_cfg_get(sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT* c
 // Asks whether it can be read: what can be read can be set.
 int cVESK_HALDO_LINK::wol_cfg_set(sVESK_HALDO_HCC_APDU_HMI_VAR_WOL_CFG_STRUCT* cfg)
 {
-    const int result = hmi_var_set(
-        {__func__, HMI_VAR_WOL_CFG, &hmi_avail_get_var, "HCC_IOCTL_HMI_VAR_SET ioctl failed (ret=%d)"}, cfg);
+    static constexpr hmi_operation operation{
+        __func__,      HMI_VAR_WOL_CFG, WOL_CFG_SET, READABLE, "HCC_IOCTL_HMI_VAR_SET ioctl failed (ret=%d)",
+        FOR_UNBROKERED};
+    const int result = hmi_var_access(operation, cfg);
     if (result == VESK_OK)
         trace_wol_cfg(__func__, *cfg);
     return result;
@@ -479,7 +481,7 @@ int cVESK_HALDO_LINK::disp_topology_get(sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUC
         VESK_LOG_E("invalid arguments");
     } else if ((result = send<HCC_IOCTL_IMG_DISP_TOPO_GET>(topo)) != VESK_OK) {
         VESK_LOG_E("HCC_IOCTL_IMG_DISP_TOPO_GET ioctl failed (ret=%d)", result);
-    } else {
+    } else if (m_log_level >= VESK_LOG_DEBUG) {
         for (unsigned int i = 0; i < VESK_DISPLAY_COUNT; ++i) {
             const sVESK_HALDO_DISPLAY_STRUCT& disp = topo->disp[i];
             VESK_LOG_D("disp%u: pos_x=%d, pos_y=%d, width=%u, height=%u, rotation=%u", i, disp.pos_x, disp.pos_y,
@@ -502,7 +504,7 @@ int cVESK_HALDO_LINK::async_disp_topology_get(sVESK_HALDO_LINK_DISP_TOPO_STRUCT*
         VESK_LOG_E("HCC_IOCTL_IMG_ASYNC_DISP_TOPO_GET ioctl failed (ret=%d)", result);
         return result;
     }
-    *topo = vesk::used_layout(buf.topo);
+    vesk::fill_used_layout(buf.topo, topo);
     *value = buf.value;
     return VESK_OK;
 }
@@ -574,7 +576,7 @@ int cVESK_HALDO_LINK::cache_disp_topology_get(sVESK_HALDO_LINK_CACHE_DISP_TOPO* 
         VESK_LOG_E("HCC_IOCTL_IMG_CACHE_DISP_TOPO_GET ioctl failed (ret=%d)", result);
         return result;
     }
-    *topo = vesk::cached_layout(buf, &result);
+    result = vesk::fill_cached_layout(buf, topo);
     if (result == VESK_RATE_NO_CACHING)
         VESK_LOG_D("FW returned VESK_HALDO_HCC_HOST_TOPOLOGY_RATE_NO_CACHING");
     if (result == VESK_RATE_NOT_ACTIVE)

@@ -80,8 +80,6 @@ int cVESK_HALDO_LINK::hdc_close()
 
 static void trace_context(const sVESK_HALDO_HCC_KMP_PRI_CTXT_STRUCT& context)
 {
-    if (m_log_level < VESK_LOG_DEBUG)
-        return;
     static constexpr const char* function = "kmp_pri_ctxt_get";
     // All but the request's word and hoip_enable, the first and the last.
     struct {
@@ -108,7 +106,8 @@ void cVESK_HALDO_LINK::kmp_pri_ctxt_get()
     kmp_pri_ctxt = record;
     kmp_pri_ctxt_valid = 1;
 
-    trace_context(record);
+    if (m_log_level >= VESK_LOG_DEBUG)
+        trace_context(record);
     if (record.hoip_enable != 0)
         VESK_LOG_I("hoip_enable=%u: local tablet mode supported by host and client", record.hoip_enable);
     else

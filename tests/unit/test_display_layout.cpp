@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <random>
@@ -199,6 +200,21 @@ TEST(layout_for_driver, follows_the_reference_for_100000_random_layouts)
     EXPECT_GT(negative_totals, 1000);
 }
 
+static auto used_layout(const sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT& fw)
+{
+    sVESK_HALDO_LINK_DISP_TOPO_STRUCT topo;
+    std::memset(&topo, 0xAA, sizeof(topo));
+    vesk::fill_used_layout(fw, &topo);
+    return topo;
+}
+
+static auto cached_layout(const sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT& fw, int* result)
+{
+    sVESK_HALDO_LINK_CACHE_DISP_TOPO topo{};
+    *result = vesk::fill_cached_layout(fw, &topo);
+    return topo;
+}
+
 // --- used_layout ---
 
 TEST(used_layout, keeps_the_index_of_used_entries_and_counts_no_others)
@@ -217,8 +233,7 @@ TEST(used_layout, keeps_the_index_of_used_entries_and_counts_no_others)
                 if (is_used)
                     put_bytes(expected, 4 + 16 * i, slice(firmware, 8 + 16 * i, 16));
             }
-            EXPECT_EQ(bytes_of(vesk::used_layout(record_of<sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT>(firmware))),
-                      expected)
+            EXPECT_EQ(bytes_of(used_layout(record_of<sVESK_HALDO_HCC_APDU_IMG_DISP_TOPO_STRUCT>(firmware))), expected)
                 << "entries " << used << ", " << size[0] << " x " << size[1];
         }
     }
@@ -236,7 +251,7 @@ TEST(used_layout, makes_every_rotation_code_0_to_3)
             all[i] = {1, 2, 3, 4, code};
             const auto firmware = firmware_record(all);
             all[i].rotation = normalised;
-            EXPECT_EQ(bytes_of(vesk::used_layout(firmware)), link_layout(1, all)) << "code " << code;
+            EXPECT_EQ(bytes_of(used_layout(firmware)), link_layout(1, all)) << "code " << code;
         }
     }
 }
@@ -287,7 +302,7 @@ static cached_outcome reference_cached(const bytes& reply)
 static cached_outcome cached(const bytes& reply)
 {
     int result = 12345;
-    const auto topo = vesk::cached_layout(record_of<sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT>(reply), &result);
+    const auto topo = cached_layout(record_of<sVESK_HALDO_HCC_IMG_CACHE_DISP_TOPO_STRUCT>(reply), &result);
     return {result, bytes_of(topo)};
 }
 
