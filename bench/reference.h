@@ -306,6 +306,7 @@ REFERENCE void reference_open(reference_link* link)
     VESK_LOG_D("open = %d", link->hcc.open);
     reference_node_open(&link->hdc, VESK_NODE_PATH_HDC);
     VESK_LOG_D("open = %d", link->hdc.open);
+    reference_maps_clear(link);
     reference_maps_get(link);
     VESK_LOG_D("end");
 }

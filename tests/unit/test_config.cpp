@@ -562,11 +562,8 @@ documented_keys keys_in(const char* path, const char* pattern, documented_key (*
 
 TEST(configuration_keys, stand_in_the_sample_file_with_default_and_sentence)
 {
-    EXPECT_EQ(keys_in(SAMPLE_FILE, R"(\n(?:# (.*)\n)?#?(\w+)=(.*)(?=\n))",
-                      [](const std::smatch& found) {
-                          return documented_key{found[2], found[3], found[1]};
-                      }),
-              keys_of_the_table());
+    const auto key_of = [](const std::smatch& found) { return documented_key{found[2], found[3], found[1]}; };
+    EXPECT_EQ(keys_in(SAMPLE_FILE, R"(\n(?:# (.*)\n)?#?(\w+)=(.*)(?=\n))", key_of), keys_of_the_table());
 }
 
 TEST(configuration_keys, stand_in_the_manual_page_with_default_and_sentence)
