@@ -254,7 +254,7 @@ int cVESK_HALDO_LINK::sess_link_disc(unsigned int reason)
         VESK_LOG_D("disconnected session link by setting SESS_DISC");
         return VESK_OK;
     }
-    const int result = hmi_var_access(without_reason, this, 0);
+    const int result = hmi_var_access(without_reason, this, 0); // a payload of zero
     if (result == VESK_OK)
         VESK_LOG_D("disconnected session link by setting SESS_LINK");
     return result;
@@ -351,7 +351,7 @@ int cVESK_HALDO_LINK::sess_stat_reset()
 {
     static constexpr hmi_operation operation{__func__, HMI_VAR_SESS_STAT, HCC_IOCTL_HMI_VAR_SET, WRITABLE,
                                              "VESK_HALDO_HCC_IOCTL_HMI_VAR_SET ioctl failed %d"};
-    return framed_hmi_var_access(operation, this, 0);
+    return framed_hmi_var_access(operation, this, std::size_t{0}); // a payload of zero
 }
 
 int cVESK_HALDO_LINK::unicode_set(unsigned int enable)
