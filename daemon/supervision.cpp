@@ -104,7 +104,7 @@ static bool build_command(char (&command)[LAUNCHER_COMMAND_SIZE], const pass_pla
     }
     const int length =
         launcher_command(command, config, plan.as_user ? state.user : nullptr, state.xauthority, plan.launcher_wait_s);
-    if (length >= LAUNCHER_COMMAND_SIZE) {
+    if (static_cast<std::size_t>(length) >= sizeof(command)) {
         LOG_MAIN_E("command of %d characters is longer than %d, the haldo agent is not run", length,
                    LAUNCHER_COMMAND_SIZE - 1);
         return false;

@@ -17,6 +17,6 @@ std::string display_text(const sVESK_HALDO_DISPLAY_STRUCT& display);
 std::optional<sVESK_HALDO_DISPLAY_STRUCT> parse_display(std::string_view text);
 
 // What it looks like, in words.
-inline constexpr const char* DISPLAY_FORM = "WIDTHxHEIGHT+X+Y[/ROTATION]";
+inline constexpr const char* DISPLAY_FORM = "WIDTHxHEIGHT+X+Y in decimal, with /ROTATION unless it is 0, or -";
 
 } // namespace haldo

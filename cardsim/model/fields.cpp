@@ -277,7 +277,7 @@ void set_field(const field& of, std::span<std::uint8_t> record, std::string_view
         if (const auto display = haldo::parse_display(text))
             write(bytes, *display);
         else
-            refuse(text, std::string("a display, ") + haldo::DISPLAY_FORM + " or -");
+            refuse(text, std::string("a display, ") + haldo::DISPLAY_FORM);
         break;
     case form::COMMANDS:
     case form::VARIABLES:

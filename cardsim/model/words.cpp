@@ -138,7 +138,7 @@ std::string variable_words(const card::exchange& one, const std::string& result)
         text += result;
         return one.end.result >= 0 ? text + named(fields, one.answered.subspan(payload_offset)) : text;
     }
-    if (find_variable(id, KEEP) != nullptr) // the others come as zero
+    if (find_variable(id, ZERO) == nullptr) // which come as zero
         text += named(payload_fields(id), one.sent.subspan(payload_offset));
     return text + result;
 }

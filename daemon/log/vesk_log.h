@@ -22,7 +22,7 @@ enum eVESK_LOG_LEVEL : std::int32_t {
     VESK_LOG_DEBUG = 4,
 };
 
-// A program may have an m_log_level of its own, and calls this one vesk_log::m_log_level then.
+// In a namespace, so that a program may have an m_log_level of its own in sources that do not include this header.
 inline namespace vesk_log
 {
 

@@ -24,7 +24,7 @@ static bool any_bit_set(const std::uint8_t* row, const std::uint8_t* mask, std::
     return found != 0;
 }
 
-bool any_pixel_set(const std::uint8_t* rows, std::uint32_t len, std::uint32_t width, std::uint32_t height)
+bool any_pixel_set(const std::uint8_t* rows, std::uint32_t len, std::uint8_t width, std::uint32_t height)
 {
     if (width == 0)
         return false;

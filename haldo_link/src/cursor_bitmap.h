@@ -30,7 +30,7 @@ struct bitmap_planes {
 
 // Whether rows of pixels have one that is set; each row is padded to whole words. rows has len bytes; what lies behind
 // them counts as zero.
-bool any_pixel_set(const std::uint8_t* rows, std::uint32_t len, std::uint32_t width, std::uint32_t height);
+bool any_pixel_set(const std::uint8_t* rows, std::uint32_t len, std::uint8_t width, std::uint32_t height);
 
 // Copies rows, which come from the bottom to the top, in the opposite order. Returns the end of the copy.
 std::uint8_t* copy_reversed(std::uint8_t* dst, const std::uint8_t* src, std::uint32_t row_len, std::uint32_t rows);

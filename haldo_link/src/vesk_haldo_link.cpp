@@ -174,6 +174,12 @@ int cVESK_HALDO_LINK::wol_cfg_set_avail()
 
 static constexpr bool FOR_UNBROKERED = true;
 
+static constexpr bool carries_variables(const sVESK_REQUEST_STRUCT& request)
+{
+    return request.node == VESK_NODE_HCC && request.length == sizeof(sVESK_HALDO_HCC_HMI_VAR_STRUCT);
+}
+static_assert(carries_variables(HCC_IOCTL_HMI_VAR_GET) && carries_variables(HCC_IOCTL_HMI_VAR_SET));
+
 int cVESK_HALDO_LINK::hmi_var_access(const hmi_operation& operation, void* payload, std::size_t size)
 {
     const bool writes = operation.request.code == HCC_IOCTL_HMI_VAR_SET.code;
@@ -189,7 +195,8 @@ int cVESK_HALDO_LINK::hmi_var_access(const hmi_operation& operation, void* paylo
         buf.var_id = operation.variable;
         if (writes)
             std::memcpy(buf.data.bytes, payload, size);
-        result = hcc_dev.synch_ioctl(operation.request.code, &buf, sizeof(buf), operation.request.timeout_ms);
+        result =
+            hcc_dev.synch_ioctl(operation.request.code, &buf, operation.request.length, operation.request.timeout_ms);
         if (result != VESK_OK) {
             const auto number = static_cast<int>(std::strcspn(operation.failure, "%")); // where "%d" stands
             VESK_LOG_AS(operation.function, VESK_LOG_ERROR, "%.*s%d%s", number, operation.failure, result,

@@ -519,8 +519,9 @@ int cVESK_HALDO_LINK::lcur_shape_bmp_send(unsigned char shape_arg1, unsigned cha
     }
     std::memcpy(record, &head, sizeof(head));
     if (result == VESK_OK)
-        result = hdc_dev.synch_ioctl(HDC_IOCTL_KMP_CUR_SHAPE_BMP.code, record, head.length,
-                                     HDC_IOCTL_KMP_CUR_SHAPE_BMP.timeout_ms);
+        result = device_of(HDC_IOCTL_KMP_CUR_SHAPE_BMP)
+                     .synch_ioctl(HDC_IOCTL_KMP_CUR_SHAPE_BMP.code, record, head.length,
+                                  HDC_IOCTL_KMP_CUR_SHAPE_BMP.timeout_ms);
     if (result != VESK_OK)
         VESK_LOG_E("HDC_IOCTL_KMP_CUR_SHAPE_BMP failed (ret=%d)", result);
     else

@@ -169,7 +169,8 @@ TEST(CardState, names_the_word_that_is_wrong)
     EXPECT_EQ(set_error("monitor.0.vid", "12345"), "'12345' is longer than 4 characters");
     for (const std::string text : {"", "1x2", "1x2+3", "1x2+3+4 ", "1x2+3+4/", "1x2+3+4/x", "65536x2+3+4", "-1x2+3+4",
                                    "none", "1x2+3+4/0", "01x2+3+4", "1x2+2147483648+0"})
-        EXPECT_EQ(set_error("display.0", text), "'" + text + "' is not a display, WIDTHxHEIGHT+X+Y[/ROTATION] or -");
+        EXPECT_EQ(set_error("display.0", text),
+                  "'" + text + "' is not a display, WIDTHxHEIGHT+X+Y in decimal, with /ROTATION unless it is 0, or -");
 }
 
 TEST(CardState, is_an_object_for_each_dot)

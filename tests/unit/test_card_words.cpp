@@ -103,6 +103,7 @@ TEST_F(CardWords, tell_each_variable_by_its_name)
                          "\"wol_cfg\",\"sess_disc\",\"unicode\"]");
     EXPECT_EQ(set(3, 0), "HCC HMI_VAR_SET variable=sess_link -> 0");
     EXPECT_EQ(set(4, 2), "HCC HMI_VAR_SET variable=sess_tag tag.flags=2 tag.text=\"\" -> 0");
+    EXPECT_EQ(set(5, 7), "HCC HMI_VAR_SET variable=conn_port port=7 -> EOPNOTSUPP");
     EXPECT_EQ(set(6, 0), "HCC HMI_VAR_SET variable=sess_stat -> 0");
     EXPECT_EQ(set(8, 2), "HCC HMI_VAR_SET variable=wol_cfg wol.flags=2 wol.mac=\"\" wol.ip=\"\" -> 0");
     EXPECT_EQ(set(9, 3), "HCC HMI_VAR_SET variable=sess_disc disconnect_reason=3 -> 0");

@@ -49,13 +49,13 @@ usage_error 'haldoctl cursor shape' '--color excludes --mono' cursor shape x.png
 usage_error 'haldoctl kmp driver-mode cursor' 'MODE: some not in {absolute,relative}' kmp driver-mode cursor some
 for word in 1920x1080 1920x1080+0 x1080+0+0 1920x1080+0+0/ 1920x1080+0+0/x 1920x1080+0+0:1 65536x1+0+0 '' none \
     1x1+2147483648+0 1x1-2147483649+0 1920x1080+0+0+0 1x1++0+0 0x64x0x32+0+0 1x1+0+0/4294967296 1x1+0+0/0; do
-    usage_error 'haldoctl topology send' "DISPLAY: '$word' is not WIDTHxHEIGHT+X+Y[/ROTATION]" topology send "$word"
+    usage_error 'haldoctl topology send' "DISPLAY: '$word' is not WIDTHxHEIGHT+X+Y in decimal, with /ROTATION unless it is 0, or -" topology send "$word"
 done
 usage_error 'haldoctl topology send' "'1x1+0+0' is one word too many for 'haldoctl topology send'" \
     topology send - - - - 1x1+0+0
 usage_error 'haldoctl topology send' "'-' has no size: --primary WIDTHxHEIGHT is needed" topology send -
 long=$(printf '%060000d' 0)
-usage_error 'haldoctl topology send' "DISPLAY: '${long}x1+0+0' is not WIDTHxHEIGHT+X+Y[/ROTATION]" \
+usage_error 'haldoctl topology send' "DISPLAY: '${long}x1+0+0' is not WIDTHxHEIGHT+X+Y in decimal, with /ROTATION unless it is 0, or -" \
     topology send "${long}x1+0+0"
 usage_error 'haldoctl topology send' "--primary: '${long}x1' is not WIDTHxHEIGHT" topology send - --primary "${long}x1"
 for word in 0x5 5x0 5 x5 5x 5xx5 2147483648x1; do
