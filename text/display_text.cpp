@@ -20,12 +20,15 @@ std::string display_text(const sVESK_HALDO_DISPLAY_STRUCT& display)
 std::optional<sVESK_HALDO_DISPLAY_STRUCT> parse_display(std::string_view text)
 {
     sVESK_HALDO_DISPLAY_STRUCT display{};
+    unsigned int width = 0;
+    unsigned int height = 0;
     long long x = 0;
     long long y = 0;
     long long rotation = 0;
     // A part that its field cannot keep, or that is missing, is not written again as it was read.
-    std::sscanf(std::string(text).c_str(), "%5hux%5hu%12lld%12lld/%12lld", &display.width, &display.height, &x, &y,
-                &rotation);
+    std::sscanf(std::string(text).c_str(), "%5ux%5u%12lld%12lld/%12lld", &width, &height, &x, &y, &rotation);
+    display.width = static_cast<std::uint16_t>(width);
+    display.height = static_cast<std::uint16_t>(height);
     display.pos_x = static_cast<std::int32_t>(x);
     display.pos_y = static_cast<std::int32_t>(y);
     display.rotation = static_cast<std::uint32_t>(rotation);
